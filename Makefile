@@ -1,0 +1,40 @@
+# Thin wrapper over the CMake presets. `make test` and `make demo` work on a fresh
+# Debian machine: both run scripts/bootstrap first.
+PRESET ?= dev
+JOBS ?= $(shell nproc)
+BUILD := build/$(PRESET)
+VELMORA := $(BUILD)/tools/velmora/velmora
+
+.PHONY: all bootstrap configure build test demo bench sanitize format clean
+
+all: build
+
+bootstrap:
+	@scripts/bootstrap
+
+configure: bootstrap
+	@cmake --preset $(PRESET) >/dev/null
+
+build: configure
+	@cmake --build --preset $(PRESET) -j $(JOBS)
+
+test: build
+	@ctest --preset $(PRESET) -j $(JOBS)
+
+demo: build
+	@scripts/demo $(VELMORA)
+
+bench:
+	@$(MAKE) --no-print-directory build PRESET=release
+	@scripts/bench build/release
+
+# The same suites under AddressSanitizer+UBSan and ThreadSanitizer.
+sanitize:
+	@$(MAKE) --no-print-directory test PRESET=asan
+	@$(MAKE) --no-print-directory test PRESET=tsan
+
+format:
+	@git ls-files '*.h' '*.cpp' '*.c' | xargs clang-format -i
+
+clean:
+	@rm -rf build

@@ -1,0 +1,155 @@
+#include "Velmora/platform/DecimalNumber.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <fmt/format.h>
+
+namespace velmora {
+namespace {
+
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+// Exponents beyond this are clamped: no double or sane decimal gets near them, and the
+// clamp keeps the exponent arithmetic free of overflow.
+constexpr std::int64_t kExponentLimit = std::int64_t{1} << 40;
+
+// Plain notation is used while it adds at most this many zeros to the digits.
+constexpr std::int64_t kPlainZerosLimit = 40;
+
+}  // namespace
+
+std::optional<DecimalNumber> DecimalNumber::parse(std::string_view text) {
+    DecimalNumber n;
+    n.text_ = std::string(text);
+    std::size_t i = 0;
+    if (i < text.size() && (text[i] == '-' || text[i] == '+')) {
+        n.negative_ = text[i] == '-';
+        ++i;
+    }
+    std::string mantissa;
+    std::int64_t pointShift = 0;
+    std::size_t digitCount = 0;
+    for (; i < text.size() && isDigit(text[i]); ++i, ++digitCount) {
+        mantissa.push_back(text[i]);
+    }
+    if (i < text.size() && text[i] == '.') {
+        for (++i; i < text.size() && isDigit(text[i]); ++i, ++digitCount) {
+            mantissa.push_back(text[i]);
+            --pointShift;
+        }
+    }
+    if (digitCount == 0) {
+        return std::nullopt;
+    }
+    std::int64_t exponent = 0;
+    if (i < text.size() && (text[i] == 'e' || text[i] == 'E')) {
+        ++i;
+        bool negativeExponent = false;
+        if (i < text.size() && (text[i] == '-' || text[i] == '+')) {
+            negativeExponent = text[i] == '-';
+            ++i;
+        }
+        if (i == text.size() || !isDigit(text[i])) {
+            return std::nullopt;
+        }
+        for (; i < text.size() && isDigit(text[i]); ++i) {
+            exponent = std::min(exponent * 10 + (text[i] - '0'), kExponentLimit);
+        }
+        if (negativeExponent) {
+            exponent = -exponent;
+        }
+    }
+    if (i != text.size()) {
+        return std::nullopt;
+    }
+    const auto firstNonZero = mantissa.find_first_not_of('0');
+    if (firstNonZero == std::string::npos) {
+        n.negative_ = false;  // -0 and 0 are the same number
+        return n;
+    }
+    const auto lastNonZero = mantissa.find_last_not_of('0');
+    n.digits_ = mantissa.substr(firstNonZero, lastNonZero - firstNonZero + 1);
+    n.exponent_ = exponent + pointShift + static_cast<std::int64_t>(mantissa.size() - 1 - lastNonZero);
+    return n;
+}
+
+DecimalNumber DecimalNumber::fromInteger(std::int64_t value) {
+    return *parse(fmt::format("{}", value));
+}
+
+DecimalNumber DecimalNumber::fromUnsigned(std::uint64_t value) {
+    return *parse(fmt::format("{}", value));
+}
+
+DecimalNumber DecimalNumber::fromDouble(double value) { return *parse(fmt::format("{}", value)); }
+
+std::string DecimalNumber::description() const {
+    if (isZero()) {
+        return "0";
+    }
+    std::string out = negative_ ? "-" : "";
+    const auto digitCount = static_cast<std::int64_t>(digits_.size());
+    const std::int64_t pointPosition = digitCount + exponent_;  // digits before the point
+    if (exponent_ >= 0 && exponent_ <= kPlainZerosLimit) {
+        out += digits_;
+        out.append(static_cast<std::size_t>(exponent_), '0');
+    } else if (exponent_ < 0 && pointPosition > 0) {
+        out += digits_.substr(0, static_cast<std::size_t>(pointPosition));
+        out += '.';
+        out += digits_.substr(static_cast<std::size_t>(pointPosition));
+    } else if (exponent_ < 0 && -pointPosition <= kPlainZerosLimit) {
+        out += "0.";
+        out.append(static_cast<std::size_t>(-pointPosition), '0');
+        out += digits_;
+    } else {
+        out += digits_.substr(0, 1);
+        if (digits_.size() > 1) {
+            out += '.';
+            out += digits_.substr(1);
+        }
+        out += fmt::format("E{:+}", pointPosition - 1);
+    }
+    return out;
+}
+
+double DecimalNumber::toDouble() const {
+    if (isZero()) {
+        return 0.0;
+    }
+    // Rebuilt from the normalised form so that clamped exponents stay in range for
+    // from_chars, which reports out-of-range values instead of saturating.
+    const std::string normal = fmt::format("{}{}e{}", negative_ ? "-" : "", digits_, exponent_);
+    double value = 0;
+    const auto result = std::from_chars(normal.data(), normal.data() + normal.size(), value);
+    if (result.ec == std::errc::result_out_of_range) {
+        const bool tiny = exponent_ + static_cast<std::int64_t>(digits_.size()) < 0;
+        const double magnitude = tiny ? 0.0 : HUGE_VAL;
+        return negative_ ? -magnitude : magnitude;
+    }
+    return value;
+}
+
+int DecimalNumber::compareMagnitude(const DecimalNumber& other) const {
+    if (isZero() || other.isZero()) {
+        return static_cast<int>(!isZero()) - static_cast<int>(!other.isZero());
+    }
+    const auto order = [](const DecimalNumber& n) {
+        return n.exponent_ + static_cast<std::int64_t>(n.digits_.size());
+    };
+    if (order(*this) != order(other)) {
+        return order(*this) < order(other) ? -1 : 1;
+    }
+    const int c = digits_.compare(other.digits_);
+    return c < 0 ? -1 : (c > 0 ? 1 : 0);
+}
+
+int DecimalNumber::compare(const DecimalNumber& other) const {
+    if (negative_ != other.negative_) {
+        return negative_ ? -1 : 1;
+    }
+    const int magnitude = compareMagnitude(other);
+    return negative_ ? -magnitude : magnitude;
+}
+
+}  // namespace velmora
