@@ -45,8 +45,12 @@ void Clock::advanceForTesting(double seconds) {
     gPinnedUptime.fetch_add(seconds);
 }
 
-void Clock::resetForTesting() { gPinned.store(false, std::memory_order_release); }
+void Clock::resetForTesting() {
+    gPinned.store(false, std::memory_order_release);
+}
 
-bool Clock::isPinned() { return gPinned.load(std::memory_order_acquire); }
+bool Clock::isPinned() {
+    return gPinned.load(std::memory_order_acquire);
+}
 
 }  // namespace velmora

@@ -2,19 +2,24 @@
 
 #include <chrono>
 #include <cmath>
+
 #include <fmt/format.h>
 
 #include "Velmora/platform/Clock.h"
 
 namespace velmora {
 
-Date Date::now() { return Clock::now(); }
+Date Date::now() {
+    return Clock::now();
+}
 
 Date Date::dateWithTimeIntervalSinceNow(double seconds) {
     return Clock::now().dateByAddingTimeInterval(seconds);
 }
 
-double Date::timeIntervalSinceNow() const { return timeIntervalSinceDate(Clock::now()); }
+double Date::timeIntervalSinceNow() const {
+    return timeIntervalSinceDate(Clock::now());
+}
 
 std::string Date::description() const {
     using namespace std::chrono;

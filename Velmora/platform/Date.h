@@ -26,7 +26,9 @@ class Date {
     constexpr double timeIntervalSince1970() const { return seconds_; }
     constexpr double timeIntervalSinceDate(Date other) const { return seconds_ - other.seconds_; }
     double timeIntervalSinceNow() const;
-    constexpr Date dateByAddingTimeInterval(double seconds) const { return Date(seconds_ + seconds); }
+    constexpr Date dateByAddingTimeInterval(double seconds) const {
+        return Date(seconds_ + seconds);
+    }
 
     constexpr auto operator<=>(const Date&) const = default;
 

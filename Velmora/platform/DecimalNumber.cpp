@@ -3,12 +3,15 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+
 #include <fmt/format.h>
 
 namespace velmora {
 namespace {
 
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
+bool isDigit(char c) {
+    return c >= '0' && c <= '9';
+}
 
 // Exponents beyond this are clamped: no double or sane decimal gets near them, and the
 // clamp keeps the exponent arithmetic free of overflow.
@@ -70,7 +73,8 @@ std::optional<DecimalNumber> DecimalNumber::parse(std::string_view text) {
     }
     const auto lastNonZero = mantissa.find_last_not_of('0');
     n.digits_ = mantissa.substr(firstNonZero, lastNonZero - firstNonZero + 1);
-    n.exponent_ = exponent + pointShift + static_cast<std::int64_t>(mantissa.size() - 1 - lastNonZero);
+    n.exponent_ =
+        exponent + pointShift + static_cast<std::int64_t>(mantissa.size() - 1 - lastNonZero);
     return n;
 }
 
@@ -82,7 +86,9 @@ DecimalNumber DecimalNumber::fromUnsigned(std::uint64_t value) {
     return *parse(fmt::format("{}", value));
 }
 
-DecimalNumber DecimalNumber::fromDouble(double value) { return *parse(fmt::format("{}", value)); }
+DecimalNumber DecimalNumber::fromDouble(double value) {
+    return *parse(fmt::format("{}", value));
+}
 
 std::string DecimalNumber::description() const {
     if (isZero()) {
@@ -128,6 +134,59 @@ double DecimalNumber::toDouble() const {
         return negative_ ? -magnitude : magnitude;
     }
     return value;
+}
+
+std::optional<std::uint64_t> DecimalNumber::wholeMagnitude() const {
+    if (isZero()) {
+        return 0;
+    }
+    if (exponent_ < 0 || static_cast<std::int64_t>(digits_.size()) + exponent_ > 20) {
+        return std::nullopt;
+    }
+    std::uint64_t value = 0;
+    const auto append = [&value](int digit) {
+        if (value > (UINT64_MAX - static_cast<std::uint64_t>(digit)) / 10) {
+            return false;
+        }
+        value = value * 10 + static_cast<std::uint64_t>(digit);
+        return true;
+    };
+    for (const char c : digits_) {
+        if (!append(c - '0')) {
+            return std::nullopt;
+        }
+    }
+    for (std::int64_t i = 0; i < exponent_; ++i) {
+        if (!append(0)) {
+            return std::nullopt;
+        }
+    }
+    return value;
+}
+
+std::optional<std::int64_t> DecimalNumber::toInt64() const {
+    const auto magnitude = wholeMagnitude();
+    if (!magnitude) {
+        return std::nullopt;
+    }
+    constexpr std::uint64_t kLimit = std::uint64_t{1} << 63;
+    if (negative_) {
+        if (*magnitude > kLimit) {
+            return std::nullopt;
+        }
+        return *magnitude == kLimit ? INT64_MIN : -static_cast<std::int64_t>(*magnitude);
+    }
+    if (*magnitude >= kLimit) {
+        return std::nullopt;
+    }
+    return static_cast<std::int64_t>(*magnitude);
+}
+
+std::optional<std::uint64_t> DecimalNumber::toUInt64() const {
+    if (negative_) {
+        return std::nullopt;
+    }
+    return wholeMagnitude();
 }
 
 int DecimalNumber::compareMagnitude(const DecimalNumber& other) const {

@@ -35,6 +35,9 @@ class DecimalNumber {
     std::string description() const;
     // Nearest double (correctly rounded); infinity when out of range.
     double toDouble() const;
+    // The exact value when it is a whole number within range; nothing otherwise.
+    std::optional<std::int64_t> toInt64() const;
+    std::optional<std::uint64_t> toUInt64() const;
 
     // -1, 0 or 1 by numeric value.
     int compare(const DecimalNumber& other) const;
@@ -42,6 +45,8 @@ class DecimalNumber {
 
   private:
     DecimalNumber() = default;
+    // The magnitude as a whole number, when it is one and fits in 64 bits.
+    std::optional<std::uint64_t> wholeMagnitude() const;
     int compareMagnitude(const DecimalNumber& other) const;
 
     std::string text_;

@@ -157,8 +157,7 @@ bool Dictionary::isEqual(const Dictionary& other) const {
     }
     for (std::size_t i = 0; i < entries_.size(); ++i) {
         const std::size_t position = other.findPosition(entries_[i].key, hashes_[i]);
-        if (position == kNoPosition ||
-            !other.entries_[position].value.isEqual(entries_[i].value)) {
+        if (position == kNoPosition || !other.entries_[position].value.isEqual(entries_[i].value)) {
             return false;
         }
     }

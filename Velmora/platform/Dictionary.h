@@ -70,8 +70,8 @@ class Dictionary {
     void rebuildIndex();
 
     std::vector<Entry> entries_;
-    std::vector<std::size_t> hashes_;     // hash of each entry's key, by position
-    std::vector<std::uint32_t> slots_;    // open addressing over positions; empty when small
+    std::vector<std::size_t> hashes_;   // hash of each entry's key, by position
+    std::vector<std::uint32_t> slots_;  // open addressing over positions; empty when small
 };
 
 }  // namespace velmora

@@ -1,9 +1,10 @@
 #include "Velmora/platform/Object.h"
 
-#include <cxxabi.h>
-#include <fmt/format.h>
 #include <functional>
 #include <typeinfo>
+
+#include <cxxabi.h>
+#include <fmt/format.h>
 
 #include "Velmora/platform/Value.h"
 
@@ -11,9 +12,13 @@ namespace velmora {
 
 Object::~Object() = default;
 
-bool Object::isEqual(const Object& other) const { return this == &other; }
+bool Object::isEqual(const Object& other) const {
+    return this == &other;
+}
 
-std::size_t Object::hash() const { return std::hash<const void*>{}(this); }
+std::size_t Object::hash() const {
+    return std::hash<const void*>{}(this);
+}
 
 std::string Object::description() const {
     return fmt::format("<{}: {}>", className(), static_cast<const void*>(this));
@@ -31,6 +36,8 @@ std::string Object::className() const {
     return name;
 }
 
-Value Object::valueForKey(std::string_view /*key*/) const { return {}; }
+Value Object::valueForKey(std::string_view /*key*/) const {
+    return {};
+}
 
 }  // namespace velmora

@@ -41,7 +41,9 @@ struct Number {
     const DecimalNumber* decimal = nullptr;
 };
 
-int sign(auto difference) { return (difference > 0) - (difference < 0); }
+int sign(auto difference) {
+    return (difference > 0) - (difference < 0);
+}
 
 // Exact comparison of an integer with a double: no rounding of either side.
 int compareIntDouble(std::int64_t i, double d) {
@@ -294,15 +296,14 @@ Value Value::null() {
 
 Value::Value(const char* text) {
     if (text != nullptr) {
-        storage_.emplace<std::shared_ptr<const std::string>>(std::make_shared<const std::string>(text));
+        storage_.emplace<std::shared_ptr<const std::string>>(
+            std::make_shared<const std::string>(text));
     }
 }
 
-Value::Value(std::string_view text)
-    : storage_(std::make_shared<const std::string>(text)) {}
+Value::Value(std::string_view text) : storage_(std::make_shared<const std::string>(text)) {}
 
-Value::Value(std::string text)
-    : storage_(std::make_shared<const std::string>(std::move(text))) {}
+Value::Value(std::string text) : storage_(std::make_shared<const std::string>(std::move(text))) {}
 
 Value::Value(Bytes bytes) : storage_(std::make_shared<const Bytes>(std::move(bytes))) {}
 
@@ -325,9 +326,13 @@ Value Value::decimal(std::string_view text) {
     return parsed ? Value(std::move(*parsed)) : Value();
 }
 
-Value Value::makeArray() { return Value(Array{}); }
+Value Value::makeArray() {
+    return Value(Array{});
+}
 
-Value Value::makeDictionary() { return Value(Dictionary{}); }
+Value Value::makeDictionary() {
+    return Value(Dictionary{});
+}
 
 bool Value::isNumber() const {
     const Kind k = kind();
@@ -392,7 +397,7 @@ std::int64_t Value::integerValue() const {
             [](std::uint64_t u) { return static_cast<std::int64_t>(u); },
             [](double d) { return saturatingFromDouble<std::int64_t>(d); },
             [](const std::shared_ptr<const DecimalNumber>& n) {
-                return saturatingFromDouble<std::int64_t>(n->toDouble());
+                return n->toInt64().value_or(saturatingFromDouble<std::int64_t>(n->toDouble()));
             },
             [](const std::shared_ptr<const std::string>& s) { return leadingInteger(*s); },
             [](const auto&) -> std::int64_t { return 0; },
@@ -406,7 +411,7 @@ std::uint64_t Value::unsignedIntegerValue() const {
             [](std::uint64_t u) { return u; },
             [](double d) { return saturatingFromDouble<std::uint64_t>(d); },
             [](const std::shared_ptr<const DecimalNumber>& n) {
-                return saturatingFromDouble<std::uint64_t>(n->toDouble());
+                return n->toUInt64().value_or(saturatingFromDouble<std::uint64_t>(n->toDouble()));
             },
             [this](const auto&) { return static_cast<std::uint64_t>(integerValue()); },
         },
@@ -487,10 +492,9 @@ bool Value::isEqual(const Value& other) const {
         case Kind::Array: {
             const Array& a = *asArray();
             const Array& b = *other.asArray();
-            return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(),
-                                                      [](const Value& x, const Value& y) {
-                                                          return x.isEqual(y);
-                                                      });
+            return a.size() == b.size() &&
+                   std::equal(a.begin(), a.end(), b.begin(),
+                              [](const Value& x, const Value& y) { return x.isEqual(y); });
         }
         case Kind::Dictionary:
             return asDictionary()->isEqual(*other.asDictionary());
@@ -521,8 +525,8 @@ std::size_t Value::hash() const {
             return hashDouble(asDate()->timeIntervalSince1970()) ^ 0x5bd1e995;
         case Kind::Data: {
             const Bytes& bytes = *asData();
-            return std::hash<std::string_view>{}(std::string_view(
-                reinterpret_cast<const char*>(bytes.data()), bytes.size()));
+            return std::hash<std::string_view>{}(
+                std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
         }
         case Kind::Array:
         case Kind::Dictionary:
@@ -568,10 +572,12 @@ ComparisonResult Value::compare(const Value& other) const {
                     return c;
                 }
             }
-            return toResult(sign(static_cast<long long>(a.size()) - static_cast<long long>(b.size())));
+            return toResult(
+                sign(static_cast<long long>(a.size()) - static_cast<long long>(b.size())));
         }
         case Kind::Dictionary:
-            return toResult(sign(static_cast<long long>(count()) - static_cast<long long>(other.count())));
+            return toResult(
+                sign(static_cast<long long>(count()) - static_cast<long long>(other.count())));
         case Kind::Object: {
             static const Selector kCompare("compare:");
             const ObjectRef object = asObject();
@@ -582,14 +588,17 @@ ComparisonResult Value::compare(const Value& other) const {
             }
             const Object* mine = object.get();
             const Object* theirs = other.asObject().get();
-            return toResult(std::less<const Object*>{}(mine, theirs) ? -1 : (mine == theirs ? 0 : 1));
+            return toResult(std::less<const Object*>{}(mine, theirs) ? -1
+                                                                     : (mine == theirs ? 0 : 1));
         }
         default:
             return ComparisonResult::Same;
     }
 }
 
-std::string Value::description() const { return describeValue(*this); }
+std::string Value::description() const {
+    return describeValue(*this);
+}
 
 Value Value::copy() const {
     if (const Array* a = asArray()) {

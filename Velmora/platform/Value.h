@@ -71,8 +71,8 @@ class Value {
 
     Value(bool value) noexcept : storage_(value) {}
     template <std::integral T>
-        requires(!std::same_as<T, bool> && !std::same_as<T, char>)
-    Value(T value) noexcept {
+    requires(!std::same_as<T, bool> && !std::same_as<T, char>) Value(T value)
+    noexcept {
         if constexpr (std::is_signed_v<T>) {
             storage_.template emplace<std::int64_t>(value);
         } else {
@@ -90,8 +90,8 @@ class Value {
     Value(Dictionary dictionary);
     Value(ObjectRef object);  // nullptr gives nil
     template <class T>
-        requires std::derived_from<T, Object>
-    Value(std::shared_ptr<T> object) : Value(ObjectRef(std::move(object))) {}
+    requires std::derived_from<T, Object> Value(std::shared_ptr<T> object)
+        : Value(ObjectRef(std::move(object))) {}
     Value(DecimalNumber decimal);
 
     // A decimal number from its text; nil when the text is not a number.

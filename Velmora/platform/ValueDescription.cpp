@@ -17,8 +17,8 @@ bool needsQuotes(std::string_view text) {
     }
     for (const char c : text) {
         const bool plain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
-                           (c >= '0' && c <= '9') || c == '_' || c == '$' || c == '+' ||
-                           c == '/' || c == ':' || c == '.' || c == '-';
+                           (c >= '0' && c <= '9') || c == '_' || c == '$' || c == '+' || c == '/' ||
+                           c == ':' || c == '.' || c == '-';
         if (!plain) {
             return true;
         }

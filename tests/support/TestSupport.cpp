@@ -7,7 +7,8 @@
 namespace velmora::testing {
 
 bool runMainLoopUntil(const std::function<bool()>& done, double limitSeconds) {
-    const auto limit = std::chrono::steady_clock::now() + std::chrono::duration<double>(limitSeconds);
+    const auto limit =
+        std::chrono::steady_clock::now() + std::chrono::duration<double>(limitSeconds);
     while (!done()) {
         if (std::chrono::steady_clock::now() >= limit) {
             return false;
