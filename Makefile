@@ -5,7 +5,7 @@ JOBS ?= $(shell nproc)
 BUILD := build/$(PRESET)
 VELMORA := $(BUILD)/tools/velmora/velmora
 
-.PHONY: all bootstrap configure build test demo bench sanitize format clean
+.PHONY: all bootstrap configure build test demo bench sanitize fuzz format clean
 
 all: build
 
@@ -32,6 +32,12 @@ bench:
 sanitize:
 	@$(MAKE) --no-print-directory test PRESET=asan
 	@$(MAKE) --no-print-directory test PRESET=tsan
+
+# Every fuzz target under libFuzzer for FUZZ_SECONDS each (clang preset `fuzz`).
+FUZZ_SECONDS ?= 60
+fuzz:
+	@$(MAKE) --no-print-directory build PRESET=fuzz
+	@scripts/fuzz build/fuzz $(FUZZ_SECONDS)
 
 format:
 	@git ls-files '*.h' '*.cpp' '*.c' | xargs clang-format -i

@@ -54,3 +54,37 @@ function(velmora_add_test)
         DISCOVERY_MODE PRE_TEST
         PROPERTIES LABELS "${ARG_MODULE};${ARG_LABELS}" TIMEOUT 120)
 endfunction()
+
+# velmora_add_bench(NAME <name> SOURCES <files>... [DEPS <targets>...])
+# A Google Benchmark program; peers are linked into the same program so that one run
+# measures both.
+function(velmora_add_bench)
+    cmake_parse_arguments(ARG "" "NAME" "SOURCES;DEPS" ${ARGN})
+    add_executable(${ARG_NAME} ${ARG_SOURCES})
+    target_include_directories(${ARG_NAME} PRIVATE "${PROJECT_SOURCE_DIR}")
+    target_link_libraries(${ARG_NAME} PRIVATE velmora ${ARG_DEPS} benchmark::benchmark
+                          benchmark::benchmark_main velmora_build_options)
+    set_property(GLOBAL APPEND PROPERTY VELMORA_BENCHES ${ARG_NAME})
+endfunction()
+
+# velmora_add_fuzzer(NAME <name> SOURCES <files>... [CORPUS <dir>] [DEPS <targets>...])
+# With VELMORA_LIBFUZZER (the clang `fuzz` preset) a libFuzzer program; otherwise the
+# same target linked with fuzz/driver, which replays the seed corpus and a bounded
+# number of mutated and random inputs, registered with ctest under the label "fuzz".
+function(velmora_add_fuzzer)
+    cmake_parse_arguments(ARG "" "NAME;CORPUS" "SOURCES;DEPS" ${ARGN})
+    add_executable(${ARG_NAME} ${ARG_SOURCES})
+    target_include_directories(${ARG_NAME} PRIVATE "${PROJECT_SOURCE_DIR}")
+    target_link_libraries(${ARG_NAME} PRIVATE velmora ${ARG_DEPS} velmora_build_options)
+    if(VELMORA_LIBFUZZER)
+        target_link_options(${ARG_NAME} PRIVATE -fsanitize=fuzzer)
+    else()
+        target_sources(${ARG_NAME} PRIVATE "${PROJECT_SOURCE_DIR}/fuzz/driver/FuzzDriver.cpp")
+        if(VELMORA_BUILD_TESTS)
+            add_test(NAME fuzz.${ARG_NAME} COMMAND ${ARG_NAME} --runs 20000 ${ARG_CORPUS})
+            set_tests_properties(fuzz.${ARG_NAME} PROPERTIES LABELS fuzz TIMEOUT 300)
+        endif()
+    endif()
+    set_property(GLOBAL APPEND PROPERTY VELMORA_FUZZERS ${ARG_NAME})
+    set_property(TARGET ${ARG_NAME} PROPERTY VELMORA_CORPUS "${ARG_CORPUS}")
+endfunction()

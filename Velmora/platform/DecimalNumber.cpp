@@ -13,9 +13,13 @@ bool isDigit(char c) {
     return c >= '0' && c <= '9';
 }
 
-// Exponents beyond this are clamped: no double or sane decimal gets near them, and the
-// clamp keeps the exponent arithmetic free of overflow.
+// Normalised exponents beyond this are clamped: no double or sane decimal gets near
+// them, and the clamp keeps the exponent arithmetic free of overflow. The clamp applies
+// to the normalised exponent (not the written one) so that every description reads
+// back as the same number.
 constexpr std::int64_t kExponentLimit = std::int64_t{1} << 40;
+// The written exponent saturates here while it is read, far above the clamp.
+constexpr std::int64_t kWrittenExponentLimit = std::int64_t{1} << 56;
 
 // Plain notation is used while it adds at most this many zeros to the digits.
 constexpr std::int64_t kPlainZerosLimit = 40;
@@ -57,7 +61,7 @@ std::optional<DecimalNumber> DecimalNumber::parse(std::string_view text) {
             return std::nullopt;
         }
         for (; i < text.size() && isDigit(text[i]); ++i) {
-            exponent = std::min(exponent * 10 + (text[i] - '0'), kExponentLimit);
+            exponent = std::min(exponent * 10 + (text[i] - '0'), kWrittenExponentLimit);
         }
         if (negativeExponent) {
             exponent = -exponent;
@@ -73,8 +77,9 @@ std::optional<DecimalNumber> DecimalNumber::parse(std::string_view text) {
     }
     const auto lastNonZero = mantissa.find_last_not_of('0');
     n.digits_ = mantissa.substr(firstNonZero, lastNonZero - firstNonZero + 1);
-    n.exponent_ =
-        exponent + pointShift + static_cast<std::int64_t>(mantissa.size() - 1 - lastNonZero);
+    n.exponent_ = std::clamp(
+        exponent + pointShift + static_cast<std::int64_t>(mantissa.size() - 1 - lastNonZero),
+        -kExponentLimit, kExponentLimit);
     return n;
 }
 

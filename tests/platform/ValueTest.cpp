@@ -267,6 +267,19 @@ TEST(DecimalNumberTest, DescriptionAndConversionAreCanonical) {
     EXPECT_EQ(DecimalNumber::parse("100")->compare(*DecimalNumber::parse("99.999")), 1);
 }
 
+TEST(DecimalNumberTest, DescriptionReadsBackAtTheExponentClamp) {
+    // Regression: clamping the written exponent instead of the normalised one made
+    // "999999991e<huge>" describe itself as a different number (found by fuzzing).
+    for (const char* text : {"999999991e99999999999999999999", "-0.000123e-99999999999999999",
+                             "1e1099511627776", "12.5e1099511627770"}) {
+        const auto n = DecimalNumber::parse(text);
+        ASSERT_TRUE(n) << text;
+        const auto again = DecimalNumber::parse(n->description());
+        ASSERT_TRUE(again) << n->description();
+        EXPECT_EQ(again->compare(*n), 0) << text << " -> " << n->description();
+    }
+}
+
 TEST(SelectorTest, SameNameIsTheSameSelector) {
     EXPECT_EQ(Selector("setTitle:"), Selector(std::string("set") + "Title:"));
     EXPECT_NE(Selector("setTitle:"), Selector("setTitle"));
