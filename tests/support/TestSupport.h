@@ -2,8 +2,11 @@
 // Helpers every suite uses to pin what its results depend on.
 
 #include <functional>
+#include <string_view>
 
 #include "Velmora/platform/Clock.h"
+#include "Velmora/platform/Locale.h"
+#include "Velmora/platform/TimeZone.h"
 
 namespace velmora::testing {
 
@@ -19,5 +22,36 @@ class ScopedPinnedClock {
 // Runs passes of the main run loop on this thread until done() answers true or the
 // real-time limit passes; answers done().
 bool runMainLoopUntil(const std::function<bool()>& done, double limitSeconds = 10.0);
+
+// Makes a zone the system time zone for the scope's lifetime, then restores the previous.
+class ScopedSystemTimeZone {
+  public:
+    explicit ScopedSystemTimeZone(const TimeZone& zone) : previous_(TimeZone::systemTimeZone()) {
+        TimeZone::setSystemTimeZone(zone);
+    }
+    // REQUIRES: ianaName names a known zone (an unknown one throws).
+    explicit ScopedSystemTimeZone(std::string_view ianaName)
+        : ScopedSystemTimeZone(TimeZone::named(ianaName).value()) {}
+    ~ScopedSystemTimeZone() { TimeZone::setSystemTimeZone(previous_); }
+    ScopedSystemTimeZone(const ScopedSystemTimeZone&) = delete;
+    ScopedSystemTimeZone& operator=(const ScopedSystemTimeZone&) = delete;
+
+  private:
+    const TimeZone previous_;
+};
+
+// Makes a locale the current locale for the scope's lifetime, then restores the previous.
+class ScopedCurrentLocale {
+  public:
+    explicit ScopedCurrentLocale(std::string_view identifier) : previous_(Locale::current()) {
+        Locale::setCurrent(Locale(identifier));
+    }
+    ~ScopedCurrentLocale() { Locale::setCurrent(previous_); }
+    ScopedCurrentLocale(const ScopedCurrentLocale&) = delete;
+    ScopedCurrentLocale& operator=(const ScopedCurrentLocale&) = delete;
+
+  private:
+    const Locale previous_;
+};
 
 }  // namespace velmora::testing
