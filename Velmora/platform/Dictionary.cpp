@@ -72,12 +72,22 @@ void Dictionary::set(const Value& key, Value value) {
         entries_[position].value = std::move(value);
         return;
     }
+    reserveForFirstEntries();
     entries_.push_back({key, std::move(value)});
     hashes_.push_back(hash);
     indexInsert(entries_.size() - 1);
 }
 
+void Dictionary::reserveForFirstEntries() {
+    // Most dictionaries are small (JSON objects, user info): start with room for a few
+    // entries instead of growing one at a time.
+    if (entries_.capacity() == 0) {
+        reserve(kInitialCapacity);
+    }
+}
+
 void Dictionary::appendUnique(Value key, Value value) {
+    reserveForFirstEntries();
     hashes_.push_back(key.hash());
     entries_.push_back({std::move(key), std::move(value)});
     indexInsert(entries_.size() - 1);

@@ -62,10 +62,12 @@ class Dictionary {
 
   private:
     static constexpr std::size_t kIndexThreshold = 8;
+    static constexpr std::size_t kInitialCapacity = 4;
     static constexpr std::uint32_t kEmptySlot = UINT32_MAX;
     static constexpr std::size_t kNoPosition = SIZE_MAX;
 
     std::size_t findPosition(const Value& key, std::size_t hash) const;
+    void reserveForFirstEntries();
     void indexInsert(std::size_t position);
     void rebuildIndex();
 

@@ -50,7 +50,10 @@ Array strings(std::string_view list) {
 std::string joined(const Array& array) {
     std::string text;
     for (const Value& v : array) {
-        text += (text.empty() ? "" : ",") + v.stringValue();
+        if (!text.empty()) {
+            text += ',';
+        }
+        text += v.stringValue();
     }
     return text;
 }
@@ -847,7 +850,7 @@ TEST(NSMutableLockArrayTest, EverySortIsStableOnLargeInput) {
             // Separate Values with equal content: only identity tells them apart.
             const std::string key = std::string(i % 2 ? "K" : "k") + std::to_string((i * 7) % 5);
             const bool caseBlind = std::string_view(name) == "caseInsensitiveCompare:";
-            const Value text(caseBlind ? key : "k" + key.substr(1));
+            const Value text(caseBlind ? key : std::string("k").append(key, 1));
             elements.push_back(dictionaries ? Value(Dictionary{{"k", text}}) : text);
         }
         NSMutableLockArray array(elements);
