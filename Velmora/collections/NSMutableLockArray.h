@@ -40,7 +40,6 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <ranges>
 #include <span>
 #include <string>
 #include <string_view>
@@ -138,9 +137,19 @@ class NSMutableLockArray : public Object {
     // --- The inner array, without locking ---------------------------------------------
     Array& array() { return array_; }
     const Array& arrayReadonly() const { return array_; }
-    std::ranges::ref_view<const Array> objectEnumerator() const { return std::views::all(array_); }
-    std::ranges::reverse_view<std::ranges::ref_view<const Array>> reverseObjectEnumerator() const {
-        return std::views::reverse(array_);
+    // Ranges over the inner array for range-for, forwards and backwards.
+    template <class Iterator>
+    struct Enumerator {
+        Iterator first;
+        Iterator last;
+        Iterator begin() const { return first; }
+        Iterator end() const { return last; }
+    };
+    Enumerator<Array::const_iterator> objectEnumerator() const {
+        return {array_.begin(), array_.end()};
+    }
+    Enumerator<Array::const_reverse_iterator> reverseObjectEnumerator() const {
+        return {array_.rbegin(), array_.rend()};
     }
     Array::const_iterator begin() const { return array_.begin(); }
     Array::const_iterator end() const { return array_.end(); }

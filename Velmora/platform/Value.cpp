@@ -17,6 +17,9 @@ template <class... F>
 struct Overloaded : F... {
     using F::operator()...;
 };
+// Clang 14 does not deduce aggregate template arguments on its own.
+template <class... F>
+Overloaded(F...) -> Overloaded<F...>;
 
 std::size_t mixBits(std::uint64_t x) {
     x ^= x >> 30;
