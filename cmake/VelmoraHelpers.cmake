@@ -67,12 +67,15 @@ function(velmora_add_bench)
     set_property(GLOBAL APPEND PROPERTY VELMORA_BENCHES ${ARG_NAME})
 endfunction()
 
-# velmora_add_fuzzer(NAME <name> SOURCES <files>... [CORPUS <dir>] [DEPS <targets>...])
+# velmora_add_fuzzer(NAME <name> SOURCES <files>... [CORPUS <dir>] [RUNS <n>] [DEPS <targets>...])
 # With VELMORA_LIBFUZZER (the clang `fuzz` preset) a libFuzzer program; otherwise the
-# same target linked with fuzz/driver, which replays the seed corpus and a bounded
-# number of mutated and random inputs, registered with ctest under the label "fuzz".
+# same target linked with fuzz/driver, which replays the seed corpus and RUNS mutated and
+# random inputs, registered with ctest under the label "fuzz".
 function(velmora_add_fuzzer)
-    cmake_parse_arguments(ARG "" "NAME;CORPUS" "SOURCES;DEPS" ${ARGN})
+    cmake_parse_arguments(ARG "" "NAME;CORPUS;RUNS" "SOURCES;DEPS" ${ARGN})
+    if(NOT ARG_RUNS)
+        set(ARG_RUNS 100000)  # generated inputs per ctest run; lower it for slow targets
+    endif()
     add_executable(${ARG_NAME} ${ARG_SOURCES})
     target_include_directories(${ARG_NAME} PRIVATE "${PROJECT_SOURCE_DIR}")
     target_link_libraries(${ARG_NAME} PRIVATE velmora ${ARG_DEPS} velmora_build_options)
@@ -81,7 +84,7 @@ function(velmora_add_fuzzer)
     else()
         target_sources(${ARG_NAME} PRIVATE "${PROJECT_SOURCE_DIR}/fuzz/driver/FuzzDriver.cpp")
         if(VELMORA_BUILD_TESTS)
-            add_test(NAME fuzz.${ARG_NAME} COMMAND ${ARG_NAME} --runs 20000 ${ARG_CORPUS})
+            add_test(NAME fuzz.${ARG_NAME} COMMAND ${ARG_NAME} --runs ${ARG_RUNS} ${ARG_CORPUS})
             set_tests_properties(fuzz.${ARG_NAME} PROPERTIES LABELS fuzz TIMEOUT 300)
         endif()
     endif()
