@@ -117,8 +117,12 @@ void Dictionary::indexInsert(std::size_t position) {
     // Keep the load factor at or below one half so probe runs stay short.
     if (slots_.size() < 2 * entries_.size()) {
         rebuildIndex();
-        return;
+    } else {
+        placeInIndex(position);
     }
+}
+
+void Dictionary::placeInIndex(std::size_t position) {
     const std::size_t mask = slots_.size() - 1;
     std::size_t slot = mix(hashes_[position]) & mask;
     while (slots_[slot] != kEmptySlot) {
@@ -133,13 +137,8 @@ void Dictionary::rebuildIndex() {
         return;
     }
     slots_.assign(std::bit_ceil(4 * entries_.size()), kEmptySlot);
-    const std::size_t mask = slots_.size() - 1;
     for (std::size_t position = 0; position < entries_.size(); ++position) {
-        std::size_t slot = mix(hashes_[position]) & mask;
-        while (slots_[slot] != kEmptySlot) {
-            slot = (slot + 1) & mask;
-        }
-        slots_[slot] = static_cast<std::uint32_t>(position);
+        placeInIndex(position);
     }
 }
 

@@ -69,6 +69,7 @@ class Dictionary {
     std::size_t findPosition(const Value& key, std::size_t hash) const;
     void reserveForFirstEntries();
     void indexInsert(std::size_t position);
+    void placeInIndex(std::size_t position);
     void rebuildIndex();
 
     std::vector<Entry> entries_;
