@@ -175,24 +175,21 @@ struct ModifyCase {
 
 // Calls plain or lock form with the same arguments.
 #define BOTH(plainForm, lockForm, ...) (locked ? a.lockForm(__VA_ARGS__) : a.plainForm(__VA_ARGS__))
+// A case's operation that is just such a call.
+#define OP(plainForm, lockForm, ...) \
+    [](NSMutableLockArray& a, bool locked) { BOTH(plainForm, lockForm, __VA_ARGS__); }
 
 std::vector<ModifyCase> modifyCases() {
     using A = NSMutableLockArray;
     return {
         // addObject
-        {"add appends", "A,B",
-         [](A& a, bool locked) { BOTH(addObject, lockAddObject, Value("C")); }, "A,B,C", 1},
-        {"add ignores nil", "A", [](A& a, bool locked) { BOTH(addObject, lockAddObject, Value()); },
-         "A", 0},
+        {"add appends", "A,B", OP(addObject, lockAddObject, Value("C")), "A,B,C", 1},
+        {"add ignores nil", "A", OP(addObject, lockAddObject, Value()), "A", 0},
         // addObjectsFromArray
-        {"addObjects array", "A",
-         [](A& a, bool locked) {
-             BOTH(addObjectsFromArray, lockAddObjectsFromArray, strings("B,C"));
-         },
+        {"addObjects array", "A", OP(addObjectsFromArray, lockAddObjectsFromArray, strings("B,C")),
          "A,B,C", 1},
         {"addObjects empty array informs", "A",
-         [](A& a, bool locked) { BOTH(addObjectsFromArray, lockAddObjectsFromArray, Array{}); },
-         "A", 1},
+         OP(addObjectsFromArray, lockAddObjectsFromArray, Array{}), "A", 1},
         {"addObjects lock array", "A",
          [](A& a, bool locked) {
              const NSMutableLockArray other(strings("X,Y"));
@@ -200,41 +197,26 @@ std::vector<ModifyCase> modifyCases() {
          },
          "A,X,Y", 1},
         {"addObjects array value", "A",
-         [](A& a, bool locked) {
-             BOTH(addObjectsFromArray, lockAddObjectsFromArray, Value(strings("X")));
-         },
-         "A,X", 1},
+         OP(addObjectsFromArray, lockAddObjectsFromArray, Value(strings("X"))), "A,X", 1},
         {"addObjects lock array value", "A",
          [](A& a, bool locked) {
              const Value other(std::make_shared<NSMutableLockArray>(strings("X,Y")));
              BOTH(addObjectsFromArray, lockAddObjectsFromArray, other);
          },
          "A,X,Y", 1},
-        {"addObjects nil ignored", "A",
-         [](A& a, bool locked) { BOTH(addObjectsFromArray, lockAddObjectsFromArray, Value()); },
+        {"addObjects nil ignored", "A", OP(addObjectsFromArray, lockAddObjectsFromArray, Value()),
          "A", 0},
         {"addObjects non-array ignored", "A",
-         [](A& a, bool locked) { BOTH(addObjectsFromArray, lockAddObjectsFromArray, Value("X")); },
-         "A", 0},
-        {"addObjects from itself", "A,B",
-         [](A& a, bool locked) { BOTH(addObjectsFromArray, lockAddObjectsFromArray, a); },
+         OP(addObjectsFromArray, lockAddObjectsFromArray, Value("X")), "A", 0},
+        {"addObjects from itself", "A,B", OP(addObjectsFromArray, lockAddObjectsFromArray, a),
          "A,B,A,B", 1},
         {"addObjects own inner array", "A,B",
-         [](A& a, bool locked) {
-             BOTH(addObjectsFromArray, lockAddObjectsFromArray, a.arrayReadonly());
-         },
-         "A,B,A,B", 1},
+         OP(addObjectsFromArray, lockAddObjectsFromArray, a.arrayReadonly()), "A,B,A,B", 1},
         // replaceWithObjectsFromArray
         {"replaceWith array", "A,B",
-         [](A& a, bool locked) {
-             BOTH(replaceWithObjectsFromArray, lockReplaceWithObjectsFromArray, strings("X"));
-         },
-         "X", 1},
+         OP(replaceWithObjectsFromArray, lockReplaceWithObjectsFromArray, strings("X")), "X", 1},
         {"replaceWith empty array empties, informs once", "A,B",
-         [](A& a, bool locked) {
-             BOTH(replaceWithObjectsFromArray, lockReplaceWithObjectsFromArray, Array{});
-         },
-         "", 1},
+         OP(replaceWithObjectsFromArray, lockReplaceWithObjectsFromArray, Array{}), "", 1},
         {"replaceWith lock array", "A",
          [](A& a, bool locked) {
              const NSMutableLockArray other(strings("X,Y"));
@@ -242,225 +224,112 @@ std::vector<ModifyCase> modifyCases() {
          },
          "X,Y", 1},
         {"replaceWith lock array value", "A",
-         [](A& a, bool locked) {
-             BOTH(replaceWithObjectsFromArray, lockReplaceWithObjectsFromArray,
-                  Value(std::make_shared<NSMutableLockArray>(strings("Z"))));
-         },
+         OP(replaceWithObjectsFromArray, lockReplaceWithObjectsFromArray,
+            Value(std::make_shared<NSMutableLockArray>(strings("Z")))),
          "Z", 1},
         {"replaceWith nil ignored", "A,B",
-         [](A& a, bool locked) {
-             BOTH(replaceWithObjectsFromArray, lockReplaceWithObjectsFromArray, Value());
-         },
-         "A,B", 0},
+         OP(replaceWithObjectsFromArray, lockReplaceWithObjectsFromArray, Value()), "A,B", 0},
         {"replaceWith itself", "A,B",
-         [](A& a, bool locked) {
-             BOTH(replaceWithObjectsFromArray, lockReplaceWithObjectsFromArray, a);
-         },
-         "A,B", 1},
+         OP(replaceWithObjectsFromArray, lockReplaceWithObjectsFromArray, a), "A,B", 1},
         // replaceObjectsAtIndexes
         {"replaceAt", "A,B,C,D",
-         [](A& a, bool locked) {
-             BOTH(replaceObjectsAtIndexes, lockReplaceObjectsAtIndexes, IndexSet{1, 3},
-                  strings("X,Y"));
-         },
+         OP(replaceObjectsAtIndexes, lockReplaceObjectsAtIndexes, IndexSet{1, 3}, strings("X,Y")),
          "A,X,C,Y", 1},
         {"replaceAt empty indexes", "A,B",
-         [](A& a, bool locked) {
-             BOTH(replaceObjectsAtIndexes, lockReplaceObjectsAtIndexes, IndexSet(), strings("X"));
-         },
-         "A,B", 0},
+         OP(replaceObjectsAtIndexes, lockReplaceObjectsAtIndexes, IndexSet(), strings("X")), "A,B",
+         0},
         {"replaceAt empty objects", "A,B",
-         [](A& a, bool locked) {
-             BOTH(replaceObjectsAtIndexes, lockReplaceObjectsAtIndexes, IndexSet(0), Array{});
-         },
-         "A,B", 0},
+         OP(replaceObjectsAtIndexes, lockReplaceObjectsAtIndexes, IndexSet(0), Array{}), "A,B", 0},
         {"replaceAt count mismatch", "A,B",
-         [](A& a, bool locked) {
-             BOTH(replaceObjectsAtIndexes, lockReplaceObjectsAtIndexes, IndexSet{0, 1},
-                  strings("X"));
-         },
+         OP(replaceObjectsAtIndexes, lockReplaceObjectsAtIndexes, IndexSet{0, 1}, strings("X")),
          "A,B", 0},
         {"replaceAt past the end", "A,B",
-         [](A& a, bool locked) {
-             BOTH(replaceObjectsAtIndexes, lockReplaceObjectsAtIndexes, IndexSet{0, 2},
-                  strings("X,Y"));
-         },
+         OP(replaceObjectsAtIndexes, lockReplaceObjectsAtIndexes, IndexSet{0, 2}, strings("X,Y")),
          "A,B", 0},
         // insertObject
-        {"insert at front", "A,B",
-         [](A& a, bool locked) { BOTH(insertObject, lockInsertObject, Value("X"), 0); }, "X,A,B",
-         1},
-        {"insert in middle", "A,B",
-         [](A& a, bool locked) { BOTH(insertObject, lockInsertObject, Value("X"), 1); }, "A,X,B",
-         1},
-        {"insert at count", "A,B",
-         [](A& a, bool locked) { BOTH(insertObject, lockInsertObject, Value("X"), 2); }, "A,B,X",
-         1},
-        {"insert past count", "A,B",
-         [](A& a, bool locked) { BOTH(insertObject, lockInsertObject, Value("X"), 3); }, "A,B", 0},
-        {"insert nil", "A,B",
-         [](A& a, bool locked) { BOTH(insertObject, lockInsertObject, Value(), 0); }, "A,B", 0},
+        {"insert at front", "A,B", OP(insertObject, lockInsertObject, Value("X"), 0), "X,A,B", 1},
+        {"insert in middle", "A,B", OP(insertObject, lockInsertObject, Value("X"), 1), "A,X,B", 1},
+        {"insert at count", "A,B", OP(insertObject, lockInsertObject, Value("X"), 2), "A,B,X", 1},
+        {"insert past count", "A,B", OP(insertObject, lockInsertObject, Value("X"), 3), "A,B", 0},
+        {"insert nil", "A,B", OP(insertObject, lockInsertObject, Value(), 0), "A,B", 0},
         // insertObjects
         {"insertObjects spread", "A,B,C",
-         [](A& a, bool locked) {
-             BOTH(insertObjects, lockInsertObjects, strings("X,Y"), IndexSet{1, 3});
-         },
-         "A,X,B,Y,C", 1},
+         OP(insertObjects, lockInsertObjects, strings("X,Y"), IndexSet{1, 3}), "A,X,B,Y,C", 1},
         {"insertObjects front", "A,B,C",
-         [](A& a, bool locked) {
-             BOTH(insertObjects, lockInsertObjects, strings("X,Y"), IndexSet{0, 1});
-         },
-         "X,Y,A,B,C", 1},
+         OP(insertObjects, lockInsertObjects, strings("X,Y"), IndexSet{0, 1}), "X,Y,A,B,C", 1},
         {"insertObjects end", "A,B,C",
-         [](A& a, bool locked) {
-             BOTH(insertObjects, lockInsertObjects, strings("X,Y"), IndexSet{3, 4});
-         },
-         "A,B,C,X,Y", 1},
+         OP(insertObjects, lockInsertObjects, strings("X,Y"), IndexSet{3, 4}), "A,B,C,X,Y", 1},
         {"insertObjects first and last", "A,B,C",
-         [](A& a, bool locked) {
-             BOTH(insertObjects, lockInsertObjects, strings("X,Y"), IndexSet{0, 4});
-         },
-         "X,A,B,C,Y", 1},
+         OP(insertObjects, lockInsertObjects, strings("X,Y"), IndexSet{0, 4}), "X,A,B,C,Y", 1},
         {"insertObjects into empty", "",
-         [](A& a, bool locked) {
-             BOTH(insertObjects, lockInsertObjects, strings("X,Y"), IndexSet(Range{0, 2}));
-         },
-         "X,Y", 1},
+         OP(insertObjects, lockInsertObjects, strings("X,Y"), IndexSet(Range{0, 2})), "X,Y", 1},
         {"insertObjects past the end", "A,B,C",
-         [](A& a, bool locked) {
-             BOTH(insertObjects, lockInsertObjects, strings("X,Y"), IndexSet{1, 5});
-         },
-         "A,B,C", 0},
+         OP(insertObjects, lockInsertObjects, strings("X,Y"), IndexSet{1, 5}), "A,B,C", 0},
         {"insertObjects count mismatch", "A,B,C",
-         [](A& a, bool locked) {
-             BOTH(insertObjects, lockInsertObjects, strings("X"), IndexSet{1, 2});
-         },
-         "A,B,C", 0},
+         OP(insertObjects, lockInsertObjects, strings("X"), IndexSet{1, 2}), "A,B,C", 0},
         {"insertObjects empty objects", "A",
-         [](A& a, bool locked) { BOTH(insertObjects, lockInsertObjects, Array{}, IndexSet{0}); },
-         "A", 0},
+         OP(insertObjects, lockInsertObjects, Array{}, IndexSet{0}), "A", 0},
         {"insertObjects empty indexes", "A",
-         [](A& a, bool locked) {
-             BOTH(insertObjects, lockInsertObjects, strings("X"), IndexSet());
-         },
-         "A", 0},
+         OP(insertObjects, lockInsertObjects, strings("X"), IndexSet()), "A", 0},
         {"insertObjects own elements", "A,B",
-         [](A& a, bool locked) {
-             BOTH(insertObjects, lockInsertObjects, a.arrayReadonly(), IndexSet{0, 1});
-         },
-         "A,B,A,B", 1},
+         OP(insertObjects, lockInsertObjects, a.arrayReadonly(), IndexSet{0, 1}), "A,B,A,B", 1},
         // removeAllObjects, removeFirstObject, removeLastObject
-        {"removeAll", "A,B",
-         [](A& a, bool locked) { BOTH(removeAllObjects, lockRemoveAllObjects); }, "", 1},
-        {"removeAll when empty", "",
-         [](A& a, bool locked) { BOTH(removeAllObjects, lockRemoveAllObjects); }, "", 0},
-        {"removeFirst", "A,B",
-         [](A& a, bool locked) { BOTH(removeFirstObject, lockRemoveFirstObject); }, "B", 1},
-        {"removeFirst when empty", "",
-         [](A& a, bool locked) { BOTH(removeFirstObject, lockRemoveFirstObject); }, "", 0},
-        {"removeLast", "A,B",
-         [](A& a, bool locked) { BOTH(removeLastObject, lockRemoveLastObject); }, "A", 1},
-        {"removeLast when empty", "",
-         [](A& a, bool locked) { BOTH(removeLastObject, lockRemoveLastObject); }, "", 0},
+        {"removeAll", "A,B", OP(removeAllObjects, lockRemoveAllObjects), "", 1},
+        {"removeAll when empty", "", OP(removeAllObjects, lockRemoveAllObjects), "", 0},
+        {"removeFirst", "A,B", OP(removeFirstObject, lockRemoveFirstObject), "B", 1},
+        {"removeFirst when empty", "", OP(removeFirstObject, lockRemoveFirstObject), "", 0},
+        {"removeLast", "A,B", OP(removeLastObject, lockRemoveLastObject), "A", 1},
+        {"removeLast when empty", "", OP(removeLastObject, lockRemoveLastObject), "", 0},
         // removeObject (equality)
-        {"removeObject every equal", "A,B,A",
-         [](A& a, bool locked) { BOTH(removeObject, lockRemoveObject, Value("A")); }, "B", 1},
-        {"removeObject none equal still informs", "A,B",
-         [](A& a, bool locked) { BOTH(removeObject, lockRemoveObject, Value("Z")); }, "A,B", 1},
-        // removeObjectAtIndex
-        {"removeAt", "A,B,C",
-         [](A& a, bool locked) { BOTH(removeObjectAtIndex, lockRemoveObjectAtIndex, 1); }, "A,C",
+        {"removeObject every equal", "A,B,A", OP(removeObject, lockRemoveObject, Value("A")), "B",
          1},
-        {"removeAt count", "A,B,C",
-         [](A& a, bool locked) { BOTH(removeObjectAtIndex, lockRemoveObjectAtIndex, 3); }, "A,B,C",
+        {"removeObject none equal still informs", "A,B",
+         OP(removeObject, lockRemoveObject, Value("Z")), "A,B", 1},
+        // removeObjectAtIndex
+        {"removeAt", "A,B,C", OP(removeObjectAtIndex, lockRemoveObjectAtIndex, 1), "A,C", 1},
+        {"removeAt count", "A,B,C", OP(removeObjectAtIndex, lockRemoveObjectAtIndex, 3), "A,B,C",
          0},
-        {"removeAt NotFound", "A",
-         [](A& a, bool locked) { BOTH(removeObjectAtIndex, lockRemoveObjectAtIndex, NotFound); },
-         "A", 0},
+        {"removeAt NotFound", "A", OP(removeObjectAtIndex, lockRemoveObjectAtIndex, NotFound), "A",
+         0},
         // removeObjectsAtIndexes
         {"removeAtIndexes", "A,B,C,D,E",
-         [](A& a, bool locked) {
-             BOTH(removeObjectsAtIndexes, lockRemoveObjectsAtIndexes, IndexSet{0, 2, 3});
-         },
-         "B,E", 1},
+         OP(removeObjectsAtIndexes, lockRemoveObjectsAtIndexes, IndexSet{0, 2, 3}), "B,E", 1},
         {"removeAtIndexes empty set informs", "A,B",
-         [](A& a, bool locked) {
-             BOTH(removeObjectsAtIndexes, lockRemoveObjectsAtIndexes, IndexSet());
-         },
-         "A,B", 1},
+         OP(removeObjectsAtIndexes, lockRemoveObjectsAtIndexes, IndexSet()), "A,B", 1},
         {"removeAtIndexes past the end", "A,B",
-         [](A& a, bool locked) {
-             BOTH(removeObjectsAtIndexes, lockRemoveObjectsAtIndexes, IndexSet{0, 2});
-         },
-         "A,B", 0},
+         OP(removeObjectsAtIndexes, lockRemoveObjectsAtIndexes, IndexSet{0, 2}), "A,B", 0},
         {"removeAtIndexes all", "A,B",
-         [](A& a, bool locked) {
-             BOTH(removeObjectsAtIndexes, lockRemoveObjectsAtIndexes, IndexSet(Range{0, 2}));
-         },
-         "", 1},
+         OP(removeObjectsAtIndexes, lockRemoveObjectsAtIndexes, IndexSet(Range{0, 2})), "", 1},
         // removeObjectsInArray
         {"removeInArray", "A,B,C,A",
-         [](A& a, bool locked) {
-             BOTH(removeObjectsInArray, lockRemoveObjectsInArray, strings("A,C"));
-         },
-         "B", 1},
+         OP(removeObjectsInArray, lockRemoveObjectsInArray, strings("A,C")), "B", 1},
         {"removeInArray empty informs", "A",
-         [](A& a, bool locked) { BOTH(removeObjectsInArray, lockRemoveObjectsInArray, Array{}); },
-         "A", 1},
+         OP(removeObjectsInArray, lockRemoveObjectsInArray, Array{}), "A", 1},
         {"removeInArray many (hashed)", "A,B,C,D",
-         [](A& a, bool locked) {
-             BOTH(removeObjectsInArray, lockRemoveObjectsInArray,
-                  strings("q,w,e,r,t,y,u,i,o,p,B,D"));
-         },
+         OP(removeObjectsInArray, lockRemoveObjectsInArray, strings("q,w,e,r,t,y,u,i,o,p,B,D")),
          "A,C", 1},
         {"removeInArray itself", "A,B",
-         [](A& a, bool locked) {
-             BOTH(removeObjectsInArray, lockRemoveObjectsInArray, a.arrayReadonly());
-         },
-         "", 1},
+         OP(removeObjectsInArray, lockRemoveObjectsInArray, a.arrayReadonly()), "", 1},
         // removeObjectsInRange
         {"removeInRange", "A,B,C,D",
-         [](A& a, bool locked) {
-             BOTH(removeObjectsInRange, lockRemoveObjectsInRange, Range{1, 2});
-         },
-         "A,D", 1},
+         OP(removeObjectsInRange, lockRemoveObjectsInRange, Range{1, 2}), "A,D", 1},
         {"removeInRange empty at end", "A,B",
-         [](A& a, bool locked) {
-             BOTH(removeObjectsInRange, lockRemoveObjectsInRange, Range{2, 0});
-         },
-         "A,B", 1},
+         OP(removeObjectsInRange, lockRemoveObjectsInRange, Range{2, 0}), "A,B", 1},
         {"removeInRange past the end", "A,B",
-         [](A& a, bool locked) {
-             BOTH(removeObjectsInRange, lockRemoveObjectsInRange, Range{1, 2});
-         },
-         "A,B", 0},
+         OP(removeObjectsInRange, lockRemoveObjectsInRange, Range{1, 2}), "A,B", 0},
         {"removeInRange start past the end", "A,B",
-         [](A& a, bool locked) {
-             BOTH(removeObjectsInRange, lockRemoveObjectsInRange, Range{3, 0});
-         },
-         "A,B", 0},
+         OP(removeObjectsInRange, lockRemoveObjectsInRange, Range{3, 0}), "A,B", 0},
         {"removeInRange overflowing", "A,B",
-         [](A& a, bool locked) {
-             BOTH(removeObjectsInRange, lockRemoveObjectsInRange, Range{1, NotFound});
-         },
-         "A,B", 0},
+         OP(removeObjectsInRange, lockRemoveObjectsInRange, Range{1, NotFound}), "A,B", 0},
         // removeIdenticalPtrsInArray
         {"removeIdenticals", "A,B,C,D",
-         [](A& a, bool locked) {
-             BOTH(removeIdenticalPtrsInArray, lockRemoveIdenticalPtrsInArray,
-                  Array{a.objectAtIndex(0), a.objectAtIndex(2)});
-         },
+         OP(removeIdenticalPtrsInArray, lockRemoveIdenticalPtrsInArray,
+            Array{a.objectAtIndex(0), a.objectAtIndex(2)}),
          "B,D", 1},
         {"removeIdenticals equal but not identical removes nothing", "A,B",
-         [](A& a, bool locked) {
-             BOTH(removeIdenticalPtrsInArray, lockRemoveIdenticalPtrsInArray, strings("A,B"));
-         },
-         "A,B", 1},
+         OP(removeIdenticalPtrsInArray, lockRemoveIdenticalPtrsInArray, strings("A,B")), "A,B", 1},
         {"removeIdenticals empty input", "A,B",
-         [](A& a, bool locked) {
-             BOTH(removeIdenticalPtrsInArray, lockRemoveIdenticalPtrsInArray, Array{});
-         },
-         "A,B", 0},
+         OP(removeIdenticalPtrsInArray, lockRemoveIdenticalPtrsInArray, Array{}), "A,B", 0},
         {"removeIdenticals many (hashed)", "A,B,C,D",
          [](A& a, bool locked) {
              Array objects = strings("A,B,C,D,e,f,g,h,i,j");
@@ -471,27 +340,16 @@ std::vector<ModifyCase> modifyCases() {
          "A,C", 1},
         // removeIdenticalPtr
         {"removeIdentical", "A,B",
-         [](A& a, bool locked) {
-             BOTH(removeIdenticalPtr, lockRemoveIdenticalPtr, a.objectAtIndex(1));
-         },
-         "A", 1},
+         OP(removeIdenticalPtr, lockRemoveIdenticalPtr, a.objectAtIndex(1)), "A", 1},
         {"removeIdentical equal only", "A,B",
-         [](A& a, bool locked) { BOTH(removeIdenticalPtr, lockRemoveIdenticalPtr, Value("B")); },
-         "A,B", 0},
-        {"removeIdentical nil", "A,B",
-         [](A& a, bool locked) { BOTH(removeIdenticalPtr, lockRemoveIdenticalPtr, Value()); },
+         OP(removeIdenticalPtr, lockRemoveIdenticalPtr, Value("B")), "A,B", 0},
+        {"removeIdentical nil", "A,B", OP(removeIdenticalPtr, lockRemoveIdenticalPtr, Value()),
          "A,B", 0},
         // sorting
         {"sortUsingSelector compare:", "C,A,B",
-         [](A& a, bool locked) {
-             BOTH(sortUsingSelector, lockSortUsingSelector, Selector("compare:"));
-         },
-         "A,B,C", 1},
+         OP(sortUsingSelector, lockSortUsingSelector, Selector("compare:")), "A,B,C", 1},
         {"sortUsingSelector empty", "",
-         [](A& a, bool locked) {
-             BOTH(sortUsingSelector, lockSortUsingSelector, Selector("compare:"));
-         },
-         "", 0},
+         OP(sortUsingSelector, lockSortUsingSelector, Selector("compare:")), "", 0},
         {"sortUsingDescriptors does not inform", "C,A,B",
          [](A& a, bool locked) {
              const SortDescriptor self[] = {{"", true}};
@@ -499,17 +357,13 @@ std::vector<ModifyCase> modifyCases() {
          },
          "A,B,C", 0},
         {"sortUsingDescriptors empty list ignored", "C,A,B",
-         [](A& a, bool locked) { BOTH(sortUsingDescriptors, lockSortUsingDescriptors, {}); },
-         "C,A,B", 0},
+         OP(sortUsingDescriptors, lockSortUsingDescriptors, {}), "C,A,B", 0},
         {"sortUsingComparator", "C,A,B",
-         [](A& a, bool locked) {
-             BOTH(sortUsingComparator, lockSortUsingComparator,
-                  [](const Value& x, const Value& y) { return y.compare(x); });
-         },
+         OP(sortUsingComparator, lockSortUsingComparator,
+            [](const Value& x, const Value& y) { return y.compare(x); }),
          "C,B,A", 1},
         {"sortUsingComparator empty function", "C,A",
-         [](A& a, bool locked) { BOTH(sortUsingComparator, lockSortUsingComparator, nullptr); },
-         "C,A", 0},
+         OP(sortUsingComparator, lockSortUsingComparator, nullptr), "C,A", 0},
     };
 }
 
