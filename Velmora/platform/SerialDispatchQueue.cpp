@@ -27,11 +27,18 @@ void SerialDispatchQueue::enqueue(Block block) {
 }
 
 void SerialDispatchQueue::runSync(const Block& block) {
-    assert(!isRunningOnThisThread() && "sync onto the serial queue you are running on deadlocks");
+    if (isRunningOnThisThread()) {
+        // A broken contract (it deadlocks on the platform). Release builds run the block as
+        // a nested call, leaving the queue to the drain already running it.
+        assert(false && "sync onto the serial queue you are running on deadlocks");
+        RunningScope scope(this);
+        block();
+        return;
+    }
     std::shared_ptr<std::promise<void>> handOff;
     {
         std::lock_guard lock(mutex_);
-        if (!active_ || isRunningOnThisThread()) {
+        if (!active_) {
             active_ = true;
         } else {
             handOff = std::make_shared<std::promise<void>>();

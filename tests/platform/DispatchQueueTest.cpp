@@ -199,6 +199,30 @@ TEST(DispatchQueueTest, ASerialQueueOutlivesItsLastHandleUntilItsBlocksHaveRun) 
     EXPECT_TRUE(weak.expired());
 }
 
+// A sync onto the queue the caller runs on is a broken contract: debug builds stop at once;
+// release builds run the block as a nested call without disturbing the queue.
+TEST(DispatchQueueDeathTest, SyncOntoTheQueueYouAreOnIsCaught) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    auto queue = DispatchQueue::createSerial("velmora.test.self");
+    int ran = 0;
+    EXPECT_DEBUG_DEATH(queue->sync([&] { queue->sync([&] { ++ran; }); }), "deadlocks");
+    EXPECT_DEBUG_DEATH(DispatchQueue::main().sync([&] { ++ran; }), "deadlocks");
+#ifdef NDEBUG
+    EXPECT_EQ(ran, 2);
+    std::atomic<int> running{0};
+    std::atomic<int> overlap{0};
+    for (int i = 0; i < 100; ++i) {
+        queue->async([&] {
+            overlap += running.fetch_add(1) != 0;
+            queue->sync([] {});
+            running.fetch_sub(1);
+        });
+    }
+    flush(*queue);
+    EXPECT_EQ(overlap.load(), 0);  // still one block at a time afterwards
+#endif
+}
+
 TEST(DispatchQueueTest, EmptyBlocksAreIgnored) {
     auto queue = DispatchQueue::createSerial("velmora.test.empty");
     queue->async({});

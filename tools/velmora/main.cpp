@@ -5,10 +5,12 @@
 #include "tools/velmora/Commands.h"
 
 int main(int argc, char** argv) {
-    CLI::App app{"Velmora: the shared framework of the task app, on the command line.", "velmora"};
+    CLI::App app{
+        "Velmora: the shared framework of the task app, on the command line.\n"
+        "Run `velmora SUBCOMMAND --help` for the options of one subcommand.",
+        "velmora"};
     app.set_version_flag("-V,--version", "velmora " VELMORA_VERSION);
     app.require_subcommand(0, 1);
-    app.footer("Run `velmora SUBCOMMAND --help` for the options of one subcommand.");
 
     int exitCode = 0;
     velmora::tool::addLogCommand(app, exitCode);
