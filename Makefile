@@ -36,6 +36,7 @@ sanitize:
 # Every fuzz target under libFuzzer for FUZZ_SECONDS each (clang preset `fuzz`).
 FUZZ_SECONDS ?= 60
 fuzz:
+	@scripts/bootstrap fuzz
 	@$(MAKE) --no-print-directory build PRESET=fuzz
 	@scripts/fuzz build/fuzz $(FUZZ_SECONDS)
 
