@@ -1,7 +1,7 @@
 #include "Velmora/platform/TimeZone.h"
 
 #include <cmath>
-#include <mutex>
+#include <memory>
 #include <utility>
 
 #include <unicode/timezone.h>
@@ -9,6 +9,7 @@
 #include <unicode/unistr.h>
 
 #include "Velmora/platform/NoDestructor.h"
+#include "Velmora/platform/ProcessWide.h"
 
 namespace velmora {
 namespace {
@@ -25,13 +26,14 @@ bool isUnknown(const icu::TimeZone& zone) {
     return idOf(zone) == UCAL_UNKNOWN_ZONE_ID;
 }
 
-struct SystemZone {
-    std::mutex mutex;  // guards zone
-    std::optional<TimeZone> zone;
-};
+// The host's zone (TZ, /etc/localtime), or UTC when ICU cannot tell it.
+TimeZone hostTimeZone() {
+    const std::unique_ptr<const icu::TimeZone> host(icu::TimeZone::createDefault());
+    return (host ? TimeZone::named(idOf(*host)) : std::nullopt).value_or(TimeZone::utc());
+}
 
-SystemZone& systemZone() {
-    static NoDestructor<SystemZone> instance;
+ProcessWide<TimeZone>& systemZone() {
+    static NoDestructor<ProcessWide<TimeZone>> instance(hostTimeZone);
     return *instance;
 }
 
@@ -41,19 +43,11 @@ TimeZone::TimeZone(std::shared_ptr<const icu::TimeZone> zone)
     : zone_(std::move(zone)), name_(idOf(*zone_)) {}
 
 TimeZone TimeZone::systemTimeZone() {
-    SystemZone& system = systemZone();
-    std::lock_guard<std::mutex> lock(system.mutex);
-    if (!system.zone) {
-        std::shared_ptr<const icu::TimeZone> host(icu::TimeZone::createDefault());
-        system.zone = host && !isUnknown(*host) ? TimeZone(std::move(host)) : utc();
-    }
-    return *system.zone;
+    return systemZone().get();
 }
 
 void TimeZone::setSystemTimeZone(const TimeZone& zone) {
-    SystemZone& system = systemZone();
-    std::lock_guard<std::mutex> lock(system.mutex);
-    system.zone = zone;
+    systemZone().set(zone);
 }
 
 std::optional<TimeZone> TimeZone::named(std::string_view ianaName) {

@@ -150,18 +150,14 @@ TEST(DispatchQueueTest, MainQueueBlocksRunOnlyInTheMainLoop) {
 }
 
 TEST(DispatchQueueTest, MainQueueSyncFromABackgroundThreadWaitsForTheLoop) {
-    std::atomic<bool> ran{false};
-    std::atomic<bool> returned{false};
-    std::thread worker([&] {
+    testing::onBackgroundThreadWithMainLoopRunning([] {
+        bool ran = false;
         DispatchQueue::main().sync([&] {
             EXPECT_TRUE(RunLoop::isMainThread());
             ran = true;
         });
         EXPECT_TRUE(ran);  // the block finished before sync returned
-        returned = true;
     });
-    EXPECT_TRUE(runMainLoopUntil([&] { return returned.load(); }));
-    worker.join();
 }
 
 TEST(DispatchQueueTest, DelayedBlocksRunAfterTheirDelay) {

@@ -15,6 +15,14 @@ std::vector<std::size_t> indexesOf(const IndexSet& set) {
     return {set.begin(), set.end()};
 }
 
+std::size_t totalLength(const std::vector<Range>& ranges) {
+    std::size_t total = 0;
+    for (const Range r : ranges) {
+        total += r.length;
+    }
+    return total;
+}
+
 std::vector<Range> rangesOf(const IndexSet& set) {
     return {set.ranges().begin(), set.ranges().end()};
 }
@@ -71,11 +79,7 @@ TEST(IndexSetTest, AddMergesTouchingAndOverlappingRuns) {
             set.add(r);
         }
         EXPECT_EQ(rangesOf(set), c.expected) << c.name;
-        std::size_t expectedCount = 0;
-        for (const Range r : c.expected) {
-            expectedCount += r.length;
-        }
-        EXPECT_EQ(set.count(), expectedCount) << c.name;
+        EXPECT_EQ(set.count(), totalLength(c.expected)) << c.name;
     }
 }
 
@@ -102,11 +106,7 @@ TEST(IndexSetTest, RemoveSplitsAndTrimsRuns) {
         set.add(Range{10, 5});
         set.remove(c.removed);
         EXPECT_EQ(rangesOf(set), c.expected) << c.name;
-        std::size_t expectedCount = 0;
-        for (const Range r : c.expected) {
-            expectedCount += r.length;
-        }
-        EXPECT_EQ(set.count(), expectedCount) << c.name;
+        EXPECT_EQ(set.count(), totalLength(c.expected)) << c.name;
     }
 }
 

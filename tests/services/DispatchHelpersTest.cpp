@@ -14,18 +14,8 @@
 namespace velmora {
 namespace {
 
+using testing::onBackgroundThreadWithMainLoopRunning;
 using testing::runMainLoopUntil;
-
-// Runs body on a background thread while the main loop runs here; answers when done.
-void onBackgroundThreadWithMainLoopRunning(const std::function<void()>& body) {
-    std::atomic<bool> finished{false};
-    std::thread worker([&] {
-        body();
-        finished = true;
-    });
-    EXPECT_TRUE(runMainLoopUntil([&] { return finished.load(); }));
-    worker.join();
-}
 
 class ScopedApplicationState {
   public:

@@ -1,6 +1,10 @@
 #include "tests/support/TestSupport.h"
 
+#include <atomic>
 #include <chrono>
+#include <thread>
+
+#include <gtest/gtest.h>
 
 #include "Velmora/platform/RunLoop.h"
 
@@ -16,6 +20,16 @@ bool runMainLoopUntil(const std::function<bool()>& done, double limitSeconds) {
         RunLoop::main().runOnePass(RunLoop::kDefaultMode, 0.01);
     }
     return true;
+}
+
+void onBackgroundThreadWithMainLoopRunning(const std::function<void()>& body) {
+    std::atomic<bool> finished{false};
+    std::thread worker([&] {
+        body();
+        finished = true;
+    });
+    EXPECT_TRUE(runMainLoopUntil([&] { return finished.load(); }));
+    worker.join();
 }
 
 }  // namespace velmora::testing

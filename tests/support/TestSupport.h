@@ -23,6 +23,9 @@ class ScopedPinnedClock {
 // real-time limit passes; answers done().
 bool runMainLoopUntil(const std::function<bool()>& done, double limitSeconds = 10.0);
 
+// Runs body on a new thread while this thread runs the main loop, until body returns.
+void onBackgroundThreadWithMainLoopRunning(const std::function<void()>& body);
+
 // Makes a zone the system time zone for the scope's lifetime, then restores the previous.
 class ScopedSystemTimeZone {
   public:
