@@ -6,7 +6,12 @@
 
 namespace velmora::tool {
 
-// Each adds its subcommand to app; the subcommand's callback sets exitCode.
+// Each adds its subcommand(s) to app; the subcommand's callback sets exitCode.
 void addLogCommand(CLI::App& app, int& exitCode);
+void addDateCommand(CLI::App& app, int& exitCode);
+void addTextCommands(CLI::App& app, int& exitCode);  // soundex, phone, escape
+void addSqlCommand(CLI::App& app, int& exitCode);
+void addJsonCommand(CLI::App& app, int& exitCode);
+void addImageCommand(CLI::App& app, int& exitCode);
 
 }  // namespace velmora::tool

@@ -14,6 +14,11 @@ int main(int argc, char** argv) {
 
     int exitCode = 0;
     velmora::tool::addLogCommand(app, exitCode);
+    velmora::tool::addDateCommand(app, exitCode);
+    velmora::tool::addTextCommands(app, exitCode);
+    velmora::tool::addSqlCommand(app, exitCode);
+    velmora::tool::addJsonCommand(app, exitCode);
+    velmora::tool::addImageCommand(app, exitCode);
 
     try {
         app.parse(argc, argv);
