@@ -4,6 +4,9 @@
 #include <cassert>
 #include <chrono>
 
+#include "Velmora/platform/NotificationCenter.h"
+#include "Velmora/platform/SystemNotifications.h"
+
 namespace velmora {
 namespace {
 
@@ -37,6 +40,7 @@ void Clock::setNowForTesting(Date now) {
     }
     gPinnedWall.store(now.timeIntervalSince1970());
     gPinned.store(true, std::memory_order_release);
+    NotificationCenter::defaultCenter().post(NSSystemClockDidChangeNotification);
 }
 
 void Clock::advanceForTesting(double seconds) {
@@ -46,7 +50,9 @@ void Clock::advanceForTesting(double seconds) {
 }
 
 void Clock::resetForTesting() {
-    gPinned.store(false, std::memory_order_release);
+    if (gPinned.exchange(false, std::memory_order_acq_rel)) {
+        NotificationCenter::defaultCenter().post(NSSystemClockDidChangeNotification);
+    }
 }
 
 bool Clock::isPinned() {

@@ -5,7 +5,9 @@
 // Two readings: now() is wall-clock time (a Date); uptime() is monotonic seconds, which
 // run-loop timers are measured in. While the clock is pinned, neither moves on its own:
 // advanceForTesting() moves both, setNowForTesting() moves only the wall clock (as a
-// change of the system clock would), so pending timers are not fired by a jump.
+// change of the system clock would), so pending timers are not fired by a jump. Both
+// setNowForTesting() and resetForTesting() post NSSystemClockDidChangeNotification, as a
+// change of the system clock does.
 //
 // Thread-safe.
 //

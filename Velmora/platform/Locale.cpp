@@ -3,9 +3,12 @@
 #include <utility>
 
 #include <unicode/locid.h>
+#include <unicode/ulocdata.h>
 
 #include "Velmora/platform/NoDestructor.h"
+#include "Velmora/platform/NotificationCenter.h"
 #include "Velmora/platform/ProcessWide.h"
+#include "Velmora/platform/SystemNotifications.h"
 
 namespace velmora {
 namespace {
@@ -28,8 +31,36 @@ Locale Locale::current() {
     return currentLocale().get();
 }
 
+Locale Locale::autoupdatingCurrent() {
+    return Locale();
+}
+
 void Locale::setCurrent(const Locale& locale) {
-    currentLocale().set(locale);
+    const Locale fixed = locale.resolved();
+    const Locale previous = currentLocale().get();
+    currentLocale().set(fixed);
+    if (!(previous == fixed)) {
+        NotificationCenter::defaultCenter().post(NSCurrentLocaleDidChangeNotification);
+    }
+}
+
+Locale Locale::resolved() const {
+    return isAutoupdating() ? current() : *this;
+}
+
+std::string Locale::identifier() const {
+    return isAutoupdating() ? current().identifier_ : identifier_;
+}
+
+std::shared_ptr<const icu::Locale> Locale::icuLocale() const {
+    return isAutoupdating() ? current().locale_ : locale_;
+}
+
+bool Locale::usesMetricSystem() const {
+    UErrorCode status = U_ZERO_ERROR;
+    const UMeasurementSystem system =
+        ulocdata_getMeasurementSystem(icuLocale()->getName(), &status);
+    return U_FAILURE(status) || system == UMS_SI;
 }
 
 }  // namespace velmora

@@ -1,8 +1,9 @@
 #pragma once
-// Locale: a language and region ("en_US", "de_CH"), which formatters follow for names,
-// digits and calendars. A value; copies share one ICU locale and may be used from any
-// thread. The current locale starts as the host's (LANG, LC_ALL; "en_US_POSIX" for the C
-// locale) and can be replaced at run time, by the host or by a test.
+// Locale: a language and region ("en_US", "de_CH"), which formatters and calendars follow
+// for names, digits, the first weekday and the measurement system. A value; copies share
+// one ICU locale and may be used from any thread. The current locale starts as the host's
+// (LANG, LC_ALL; "en_US_POSIX" for the C locale) and can be replaced at run time, by the
+// host or by a test; a change posts NSCurrentLocaleDidChangeNotification.
 //
 //   Locale swiss("de_CH");
 //   Locale::setCurrent(Locale("en_US_POSIX"));
@@ -26,22 +27,33 @@ class Locale {
     // canonical form ("en_US"), so both spellings make equal locales.
     explicit Locale(std::string_view identifier);
 
-    // Thread-safe.
+    // Thread-safe. current() is the current locale as it is now, and stays so;
+    // autoupdatingCurrent() answers as whatever locale is current when it is asked.
     [[nodiscard]] static Locale current();
+    [[nodiscard]] static Locale autoupdatingCurrent();
     static void setCurrent(const Locale& locale);
 
-    const std::string& identifier() const { return identifier_; }
+    bool isAutoupdating() const { return !locale_; }
+    // The fixed locale this one stands for now (itself unless auto-updating).
+    [[nodiscard]] Locale resolved() const;
+
+    [[nodiscard]] std::string identifier() const;
+    // False where the locale measures in US or imperial units (en_US, en_LR, my_MM).
+    [[nodiscard]] bool usesMetricSystem() const;
+
+    // Equal when they stand for the same identifier now.
     friend bool operator==(const Locale& a, const Locale& b) {
-        return a.identifier_ == b.identifier_;
+        return a.identifier() == b.identifier();
     }
 
-    // For the platform's other ICU wrappers; only const ICU calls are safe on it.
-    const icu::Locale& icuLocale() const { return *locale_; }
+    // For the platform's other ICU wrappers.
+    [[nodiscard]] std::shared_ptr<const icu::Locale> icuLocale() const;
 
   private:
+    Locale() = default;  // auto-updating
     explicit Locale(std::shared_ptr<const icu::Locale> locale);
 
-    std::shared_ptr<const icu::Locale> locale_;
+    std::shared_ptr<const icu::Locale> locale_;  // null: auto-updating
     std::string identifier_;
 };
 

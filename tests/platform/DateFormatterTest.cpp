@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "Velmora/platform/DateFormatter.h"
+#include "Velmora/platform/NumberFormatter.h"
 
 #include "tests/support/TestSupport.h"
 
@@ -169,6 +170,99 @@ TEST_F(DateFormatterTest, OneFormatterServesManyThreads) {
         thread.join();
     }
     EXPECT_EQ(wrong, std::vector<int>(4, 0));
+}
+
+TEST_F(DateFormatterTest, StylesGiveTheLocalesPatterns) {
+    DateFormatter formatter;
+    formatter.setLocale(Locale("en_US"));
+    formatter.setTimeZone(zone("UTC"));
+    EXPECT_EQ(formatter.dateFormat(), "");  // no pattern, no styles
+    formatter.setTimeStyle(DateFormatterStyle::Short);
+    EXPECT_EQ(formatter.dateFormat(), "h:mm\u202fa");
+    EXPECT_EQ(formatter.stringFromDate(kSample), "3:04\u202fAM");
+    formatter.setTimeStyle(DateFormatterStyle::Long);
+    EXPECT_NE(formatter.dateFormat().find('a'), std::string::npos);
+    formatter.setLocale(Locale("de_DE"));
+    EXPECT_EQ(formatter.dateFormat().find('a'), std::string::npos);  // a 24-hour locale
+    formatter.setDateStyle(DateFormatterStyle::Medium);
+    formatter.setTimeStyle(DateFormatterStyle::None);
+    EXPECT_EQ(formatter.stringFromDate(kSample), "02.01.2024");
+    formatter.setDateFormat("yyyy");  // a pattern replaces the styles'
+    EXPECT_EQ(formatter.stringFromDate(kSample), "2024");
+
+    EXPECT_EQ(DateFormatter::dateFormatFromTemplate("yMMMd", Locale("en_US")), "MMM d, y");
+    EXPECT_EQ(DateFormatter::dateFormatFromTemplate("yMMMd", Locale("de_DE")), "d. MMM y");
+    EXPECT_EQ(DateFormatter::dateFormatFromTemplate("jm", Locale("en_GB")), "HH:mm");
+}
+
+TEST_F(DateFormatterTest, ParsingNeedsTheWholeTextAndKeepsItsLeniency) {
+    DateFormatter formatter;
+    formatter.setLocale(Locale("en_US_POSIX"));
+    formatter.setTimeZone(zone("America/New_York"));
+    formatter.setDateFormat("yyyy-MM-dd HH:mm");
+    EXPECT_EQ(formatter.dateFromString("2024-03-10 12:30"), Date(1710088200));
+    EXPECT_EQ(formatter.dateFromString("2024-3-10 12:30"), Date(1710088200));  // fewer digits
+    EXPECT_FALSE(formatter.dateFromString("2024-03-10 12:30x"));
+    EXPECT_FALSE(formatter.dateFromString("2024-03-10"));
+    EXPECT_FALSE(formatter.dateFromString(""));
+    EXPECT_FALSE(formatter.dateFromString("2024-13-10 12:30"));  // strict fields
+    formatter.setLenient(true);
+    EXPECT_EQ(formatter.dateFromString("2023-13-10 12:30"),
+              formatter.dateFromString("2024-01-10 12:30"));
+    EXPECT_FALSE(formatter.dateFromString("\xff\xfe"));
+
+    // Fields the pattern lacks default to 1970-01-01 00:00 in the formatter's zone, and a
+    // written date reads back as the day it names.
+    formatter.setLenient(false);
+    formatter.setDateFormat("yyyy-d-M");
+    EXPECT_EQ(formatter.stringFromDate(Date(1710088200)), "2024-10-3");
+    EXPECT_EQ(formatter.dateFromString("2024-10-3"), Date(1710046800));  // 00:00 EST
+
+    auto copy = formatter.copy();
+    EXPECT_EQ(copy->dateFormat(), "yyyy-d-M");
+    EXPECT_EQ(copy->timeZone(), zone("America/New_York"));
+}
+
+TEST(LocaleTest, AutoupdatingLocaleFollowsTheCurrentOne) {
+    testing::ScopedCurrentLocale english("en_US");
+    const Locale following = Locale::autoupdatingCurrent();
+    const Locale fixed = Locale::current();
+    DateFormatter formatter;
+    formatter.setLocale(following);
+    formatter.setTimeZone(zone("UTC"));
+    formatter.setDateFormat("EEEE");
+    EXPECT_EQ(formatter.stringFromDate(kSample), "Tuesday");
+    EXPECT_FALSE(Locale("en_US").usesMetricSystem());
+    {
+        testing::ScopedCurrentLocale german("de_DE");
+        EXPECT_TRUE(following.isAutoupdating());
+        EXPECT_EQ(following.identifier(), "de_DE");
+        EXPECT_EQ(fixed.identifier(), "en_US");
+        EXPECT_EQ(formatter.stringFromDate(kSample), "Dienstag");
+        EXPECT_TRUE(following.usesMetricSystem());
+    }
+    EXPECT_EQ(formatter.stringFromDate(kSample), "Tuesday");
+}
+
+TEST(NumberFormatterTest, StylesLocalesAndParsing) {
+    NumberFormatter formatter;
+    formatter.setLocale(Locale("en_US"));
+    EXPECT_EQ(formatter.stringFromNumber(1234.5), "1234");  // even: 1234.5 rounds to 1234
+    EXPECT_EQ(formatter.stringFromNumber(1234.6), "1235");
+    EXPECT_EQ(formatter.stringFromNumber(-42LL), "-42");
+    formatter.setNumberStyle(NumberFormatterStyle::Decimal);
+    EXPECT_EQ(formatter.stringFromNumber(1234.5678), "1,234.568");
+    EXPECT_EQ(formatter.numberFromString("1,234.5"), 1234.5);
+    EXPECT_FALSE(formatter.numberFromString("12 apples"));
+    EXPECT_FALSE(formatter.numberFromString(""));
+    formatter.setLocale(Locale("de_DE"));
+    EXPECT_EQ(formatter.stringFromNumber(1234.5), "1.234,5");
+    EXPECT_EQ(formatter.numberFromString("1.234,5"), 1234.5);
+    formatter.setNumberStyle(NumberFormatterStyle::Percent);
+    formatter.setLocale(Locale("en_US"));
+    EXPECT_EQ(formatter.stringFromNumber(0.25), "25%");
+    formatter.setNumberStyle(NumberFormatterStyle::Currency);
+    EXPECT_EQ(formatter.stringFromNumber(1234.5), "$1,234.50");
 }
 
 }  // namespace
