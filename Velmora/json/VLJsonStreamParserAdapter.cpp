@@ -1,0 +1,119 @@
+#include "Velmora/json/VLJsonStreamParserAdapter.h"
+
+#include <utility>
+
+namespace velmora {
+
+namespace {
+constexpr std::size_t kInitialStackCapacity = 32;
+}
+
+VLJsonStreamParserAdapter::VLJsonStreamParserAdapter() {
+    keyStack_.reserve(kInitialStackCapacity);
+    stack_.reserve(kInitialStackCapacity);
+}
+
+void VLJsonStreamParserAdapter::open(Value container) {
+    ++depth_;
+    if (depth_ <= skip_) {
+        return;
+    }
+    if (container.isArray()) {
+        array_ = container.asArray();
+        dict_ = nullptr;
+        currentType_ = Type::Array;
+    } else {
+        dict_ = container.asDictionary();
+        array_ = nullptr;
+        currentType_ = Type::Object;
+    }
+    stack_.push_back(std::move(container));
+}
+
+void VLJsonStreamParserAdapter::close(VLJsonStreamParser& parser) {
+    const std::uint64_t oldDepth = depth_--;
+    if (oldDepth <= skip_) {
+        return;
+    }
+    Value finished = std::move(stack_.back());
+    pop();
+    found(parser, std::move(finished));
+}
+
+void VLJsonStreamParserAdapter::pop() {
+    stack_.pop_back();
+    array_ = nullptr;
+    dict_ = nullptr;
+    currentType_ = Type::None;
+    if (stack_.empty()) {
+        return;
+    }
+    const Value& top = stack_.back();
+    if (top.isArray()) {
+        array_ = top.asArray();
+        currentType_ = Type::Array;
+    } else if (top.isDictionary()) {
+        dict_ = top.asDictionary();
+        currentType_ = Type::Object;
+    }
+}
+
+void VLJsonStreamParserAdapter::found(VLJsonStreamParser& parser, Value value) {
+    switch (currentType_) {
+        case Type::None:
+            if (delegate_ != nullptr) {
+                if (value.isArray()) {
+                    delegate_->parserFoundArray(parser, value);
+                } else {
+                    delegate_->parserFoundObject(parser, value);
+                }
+            }
+            break;
+        case Type::Object:
+            dict_->set(keyStack_.back(), std::move(value));
+            keyStack_.pop_back();
+            break;
+        case Type::Array:
+            array_->push_back(std::move(value));
+            break;
+    }
+}
+
+void VLJsonStreamParserAdapter::parserFoundObjectStart(VLJsonStreamParser&) {
+    open(depth_ + 1 > skip_ ? Value::makeDictionary() : Value());
+}
+
+void VLJsonStreamParserAdapter::parserFoundObjectKey(VLJsonStreamParser&, std::string_view key) {
+    keyStack_.emplace_back(key);
+}
+
+void VLJsonStreamParserAdapter::parserFoundObjectEnd(VLJsonStreamParser& parser) {
+    close(parser);
+}
+
+void VLJsonStreamParserAdapter::parserFoundArrayStart(VLJsonStreamParser&) {
+    open(depth_ + 1 > skip_ ? Value::makeArray() : Value());
+}
+
+void VLJsonStreamParserAdapter::parserFoundArrayEnd(VLJsonStreamParser& parser) {
+    close(parser);
+}
+
+void VLJsonStreamParserAdapter::parserFoundBoolean(VLJsonStreamParser& parser, bool value) {
+    found(parser, Value(value));
+}
+
+void VLJsonStreamParserAdapter::parserFoundNull(VLJsonStreamParser& parser) {
+    found(parser, Value::null());
+}
+
+void VLJsonStreamParserAdapter::parserFoundNumber(VLJsonStreamParser& parser, const Value& number) {
+    found(parser, number);
+}
+
+void VLJsonStreamParserAdapter::parserFoundString(VLJsonStreamParser& parser,
+                                                  std::string_view string) {
+    found(parser, Value(string));
+}
+
+}  // namespace velmora

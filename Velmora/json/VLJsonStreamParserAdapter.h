@@ -1,0 +1,66 @@
+#pragma once
+// VLJsonStreamParserAdapter: the stock parser delegate. It assembles the parser's events
+// into Values (dictionaries, arrays, strings, numbers, booleans, null) and hands each
+// finished top-level value to its own delegate.
+//
+// skip leaves the outer levels unbuilt: with skip 1, the elements of a top-level array
+// (or the values of a top-level object) are delivered one by one as they close, so a
+// huge array of records can be processed with one record in memory at a time.
+// A key that appears twice in one object keeps its last value.
+//
+// Thread safety: belongs, like its parser, to one thread at a time.
+//
+//   VLJsonStreamParserAdapter adapter;  adapter.setDelegate(&collector);
+//   VLJsonStreamParser parser;          parser.setDelegate(&adapter);
+//   parser.parse(R"({"a": [1, 2]})");    // collector.parserFoundObject gets {a = (1, 2)}
+
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+#include "Velmora/json/VLJsonStreamParserAdapterDelegate.h"
+#include "Velmora/json/VLJsonStreamParserDelegate.h"
+#include "Velmora/platform/Value.h"
+
+namespace velmora {
+
+class VLJsonStreamParserAdapter : public VLJsonStreamParserDelegate {
+  public:
+    VLJsonStreamParserAdapter();
+
+    // Not owned; may be null. REQUIRES: outlives the parse calls.
+    VLJsonStreamParserAdapterDelegate* delegate() const { return delegate_; }
+    void setDelegate(VLJsonStreamParserAdapterDelegate* delegate) { delegate_ = delegate; }
+    // How many outer container levels are not built (0: whole documents).
+    std::uint64_t skip() const { return skip_; }
+    void setSkip(std::uint64_t skip) { skip_ = skip; }
+
+    void parserFoundObjectStart(VLJsonStreamParser& parser) override;
+    void parserFoundObjectKey(VLJsonStreamParser& parser, std::string_view key) override;
+    void parserFoundObjectEnd(VLJsonStreamParser& parser) override;
+    void parserFoundArrayStart(VLJsonStreamParser& parser) override;
+    void parserFoundArrayEnd(VLJsonStreamParser& parser) override;
+    void parserFoundBoolean(VLJsonStreamParser& parser, bool value) override;
+    void parserFoundNull(VLJsonStreamParser& parser) override;
+    void parserFoundNumber(VLJsonStreamParser& parser, const Value& number) override;
+    void parserFoundString(VLJsonStreamParser& parser, std::string_view string) override;
+
+  private:
+    enum class Type : std::uint8_t { None = 0, Array = 1, Object = 2 };
+
+    void open(Value container);
+    void close(VLJsonStreamParser& parser);
+    void pop();
+    void found(VLJsonStreamParser& parser, Value value);
+
+    VLJsonStreamParserAdapterDelegate* delegate_ = nullptr;
+    std::uint64_t skip_ = 0;
+    std::uint64_t depth_ = 0;
+    Array* array_ = nullptr;      // the innermost open container when it is an array
+    Dictionary* dict_ = nullptr;  // ... when it is a dictionary
+    std::vector<Value> keyStack_;
+    std::vector<Value> stack_;
+    Type currentType_ = Type::None;
+};
+
+}  // namespace velmora

@@ -1,0 +1,113 @@
+#pragma once
+// VLJsonTokeniser: cuts JSON text, arriving in chunks of any size, into tokens. A token
+// that a chunk cuts in two is rescanned from its start once the next chunk arrives, so
+// callers see exactly the tokens of the whole text whatever the chunking.
+//
+// Deliberately wider than the JSON grammar in two places, kept for compatibility:
+// vertical tab and form feed count as whitespace, and "\v" is an accepted escape that
+// decodes to the letter v. A surrogate-pair escape decodes to ONE UTF-16 code unit
+// holding the low 16 bits of the code point (so \uD83D\uDE00 gives U+F600).
+//
+// Thread safety: one tokeniser belongs to one thread at a time.
+//
+//   VLJsonTokeniser tokeniser;
+//   tokeniser.appendData(R"(["a", 1])");
+//   for (auto t = tokeniser.next(); t > VLJsonToken::Error; t = tokeniser.next()) { ... }
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "Velmora/json/VLJsonToken.h"
+
+namespace velmora {
+
+class VLJsonTokeniser {
+  public:
+    VLJsonTokeniser();
+
+    // Drops the input consumed before the current token, then appends bytes. The token
+    // last returned stays addressable through getToken.
+    void appendData(std::string_view bytes);
+
+    // Advances past the previous token and scans the next one. Eof means the input ends
+    // inside (or before) a token: append more and call again.
+    VLJsonToken next();
+
+    // The current token's bytes (strings with their quotes); false when there is none.
+    bool getToken(const char*& token, std::size_t& length) const;
+    std::string_view tokenView() const { return {buf_.get() + tokenStart_, tokenLength_}; }
+
+    // A string token without its quotes, escapes resolved; nothing (and error() says
+    // why) when the token holds an unescaped control character, a bad escape or bytes
+    // that are not UTF-8.
+    std::optional<std::string> getDecodedStringToken();
+    // The same into out (cleared first), reusing its storage.
+    bool decodeStringToken(std::string& out);
+
+    // Whether the current string token is valid UTF-8. Strings without bytes of 128 and
+    // above are, without looking.
+    bool isStringTokenValidUtf8() const;
+
+    // Offset in the buffer of the current token's first byte.
+    std::uint64_t tokenStart() const { return tokenStart_; }
+    std::uint64_t tokenLength() const { return tokenLength_; }
+    // Whether unconsumed input other than whitespace is waiting for more data.
+    bool hasPendingInput() const;
+
+    const std::string& error() const { return error_; }
+    void setError(std::string error) { error_ = std::move(error); }
+
+  private:
+    enum class Fault {
+        LeadingPlus,
+        UnrecognisedLeadingCharacter,
+        ExpectedLiteral,
+        UnescapedControlChar,
+        BrokenEscape,
+        IllegalHexDigit,
+        MissingHexQuad,
+        MissingLowSurrogate,
+        InvalidLowSurrogate,
+        InvalidHighSurrogate,
+        UnescapedControlChars,
+        NoDigitsAfterMinus,
+        LeadingZero,
+        NoDigitsAfterDecimalPoint,
+        NoDigitsAfterExponent,
+        InvalidUtf8,  // a string whose bytes are not UTF-8
+    };
+    // Every error text of the tokeniser is made here.
+    VLJsonToken fail(Fault fault, std::uint64_t a = 0, std::uint64_t b = 0,
+                     std::string_view literal = {});
+
+    // Position of the NUL sentinel that ends the input (one past the last input byte).
+    std::size_t end() const { return length_ - 1; }
+    void reserve(std::size_t length);
+
+    void skipWhitespace();
+    VLJsonToken match(std::string_view literal, VLJsonToken kind);
+    VLJsonToken matchString();
+    VLJsonToken matchNumber();
+    // The 16-bit value of four hex digits at index; -2 when the input ends first, -1
+    // (with an error) on another non-hex byte.
+    int decodeHexQuad(std::size_t index);
+    // index points at the first hex digit of a \u escape and is moved past what is read.
+    // The code point, -2 when the input ends first, -1 with an error.
+    long parseUnicodeEscape(std::size_t& index);
+
+    std::uint64_t tokenStart_ = 0;
+    std::uint64_t tokenLength_ = 0;
+    // Input bytes, then one NUL sentinel, then zeroed padding so that block scans may
+    // read a few bytes past the sentinel.
+    std::unique_ptr<char[]> buf_;
+    std::size_t length_ = 0;  // input bytes plus the sentinel; 0 before the first append
+    std::size_t capacity_ = 0;
+    bool stringHasHighBytes_ = false;
+    std::string error_;
+};
+
+}  // namespace velmora

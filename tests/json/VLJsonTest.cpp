@@ -1,0 +1,89 @@
+#include <gtest/gtest.h>
+
+#include "Velmora/json/VLJson.h"
+#include "Velmora/json/VLJsonStreamParser.h"
+#include "Velmora/json/VLJsonStreamParserAdapter.h"
+
+namespace velmora {
+namespace {
+
+TEST(VLJson, ParseBuildsValues) {
+    std::string error;
+    const auto value =
+        parseJson(R"({"a": [1, 2.5, "s", true, null], "b": {"c": {}}, "a": "again"})", &error);
+    ASSERT_TRUE(value.has_value()) << error;
+    // A repeated key keeps its last value.
+    EXPECT_EQ(value->count(), 2u);
+    EXPECT_EQ((*value)["a"], Value("again"));
+    EXPECT_TRUE((*value)["b"]["c"].isDictionary());
+
+    const auto array = parseJson(R"([1, 2.5, "s", true, null, 123456789012])");
+    ASSERT_TRUE(array.has_value());
+    EXPECT_EQ(*array,
+              Value(Array{1, 2.5, "s", true, Value::null(), Value::decimal("123456789012")}));
+    EXPECT_TRUE(array->asArray()->at(3).isBool());
+}
+
+TEST(VLJson, ParseFailures) {
+    std::string error;
+    EXPECT_FALSE(parseJson("[1,]", &error).has_value());
+    EXPECT_EQ(error, "Token 'end of array' not expected as array value");
+    EXPECT_FALSE(parseJson("[1, 2", &error).has_value());
+    EXPECT_EQ(error, "Unexpected end of input");
+    EXPECT_FALSE(parseJson("", &error).has_value());
+    EXPECT_EQ(error, "Unexpected end of input");
+    EXPECT_FALSE(parseJson("[[[]]]", &error, 2).has_value());
+    EXPECT_EQ(error, "Parser exceeded max depth of 2");
+}
+
+TEST(VLJson, WriteThenParseRoundTrips) {
+    const Value value = Dictionary{
+        {"title", "caf\xC3\xA9 \"quoted\"\n"},
+        {"list", Array{1, -7, 0.5, true, false, Value::null(), Value::decimal("1.0000001")}},
+        {"nested", Dictionary{{"deeper", Array{Array{}, Dictionary{}}}}}};
+    for (const bool pretty : {false, true}) {
+        std::string error;
+        const auto text = writeJson(value, {.humanReadable = pretty, .sortKeys = true}, &error);
+        ASSERT_TRUE(text.has_value()) << error;
+        const auto back = parseJson(*text, &error);
+        ASSERT_TRUE(back.has_value()) << error;
+        EXPECT_EQ(*back, value) << *text;
+    }
+    std::string error;
+    EXPECT_FALSE(writeJson(Array{Date(0)}, {}, &error).has_value());
+    EXPECT_EQ(error, "JSON serialisation not supported for Date");
+}
+
+struct Collected : VLJsonStreamParserAdapterDelegate {
+    void parserFoundArray(VLJsonStreamParser&, const Value& array) override {
+        items.push_back(array);
+    }
+    void parserFoundObject(VLJsonStreamParser&, const Value& object) override {
+        items.push_back(object);
+    }
+    Array items;
+};
+
+TEST(VLJsonStreamParserAdapter, SkipDeliversTheElementsOfOuterLevels) {
+    Collected collected;
+    VLJsonStreamParserAdapter adapter;
+    adapter.setDelegate(&collected);
+    adapter.setSkip(1);
+    VLJsonStreamParser parser;
+    parser.setDelegate(&adapter);
+    EXPECT_EQ(parser.parse(R"([{"id": 1}, [2], "three", 4, null])"), VLJsonParserStatus::Complete);
+    EXPECT_EQ(Value(collected.items),
+              Value(Array{Dictionary{{"id", 1}}, Array{2}, "three", 4, Value::null()}));
+
+    Collected whole;
+    VLJsonStreamParserAdapter plain;
+    plain.setDelegate(&whole);
+    VLJsonStreamParser multi;
+    multi.setMulti(true);
+    multi.setDelegate(&plain);
+    EXPECT_EQ(multi.parse("[1] {\"a\": [2]} [] "), VLJsonParserStatus::WaitingForData);
+    EXPECT_EQ(Value(whole.items), Value(Array{Array{1}, Dictionary{{"a", Array{2}}}, Array{}}));
+}
+
+}  // namespace
+}  // namespace velmora
