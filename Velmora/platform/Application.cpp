@@ -1,6 +1,7 @@
 #include "Velmora/platform/Application.h"
 
 #include <mutex>
+#include <utility>
 
 #include "Velmora/platform/NoDestructor.h"
 
@@ -30,8 +31,9 @@ void Application::install(std::shared_ptr<Application> application) {
     if (!application) {
         application = std::make_shared<HeadlessApplication>();
     }
+    std::shared_ptr<Application> previous;  // released outside the lock
     std::lock_guard lock(installed().mutex);
-    installed().application = std::move(application);
+    previous = std::exchange(installed().application, std::move(application));
 }
 
 }  // namespace velmora
