@@ -27,6 +27,12 @@ std::string Date::description() const {
         return seconds_ > 0 ? "inf" : (seconds_ < 0 ? "-inf" : "nan");
     }
     const double whole = std::floor(seconds_);
+    // The calendar's years stop at ±32767; beyond them (only hostile input gets there)
+    // the seconds themselves are the description.
+    constexpr double kCalendarLimit = 1.0e12;
+    if (std::fabs(whole) > kCalendarLimit) {
+        return fmt::format("{:.0f} seconds since 1970 +0000", whole);
+    }
     const auto secs = sys_seconds(seconds(static_cast<long long>(whole)));
     const auto day = floor<days>(secs);
     const year_month_day ymd(day);
