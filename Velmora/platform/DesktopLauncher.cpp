@@ -4,6 +4,7 @@
 #include <cctype>
 #include <cerrno>
 #include <cstdlib>
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
@@ -30,11 +31,10 @@ bool onPath(const std::string& program) {
     std::size_t start = 0;
     while (start <= directories.size()) {
         const std::size_t end = std::min(directories.find(':', start), directories.size());
-        std::string directory = directories.substr(start, end - start);
-        if (directory.empty()) {
-            directory = ".";
-        }
-        if (::access((directory + "/" + program).c_str(), X_OK) == 0) {
+        const std::string directory = directories.substr(start, end - start);
+        const std::filesystem::path candidate =
+            std::filesystem::path(directory.empty() ? "." : directory) / program;
+        if (::access(candidate.c_str(), X_OK) == 0) {
             return true;
         }
         start = end + 1;
@@ -102,8 +102,9 @@ bool canOpenScheme(std::string_view scheme) {
     if (!isScheme(scheme) || !onPath("xdg-mime") || !onPath("xdg-open")) {
         return false;
     }
-    const auto handler =
-        capture({"xdg-mime", "query", "default", "x-scheme-handler/" + std::string(scheme)});
+    std::string mimeType = "x-scheme-handler/";
+    mimeType.append(scheme);
+    const auto handler = capture({"xdg-mime", "query", "default", std::move(mimeType)});
     return handler && handler->find_first_not_of(" \t\r\n") != std::string::npos;
 }
 
