@@ -75,6 +75,9 @@ std::unique_ptr<DateFormatter> DateFormatter::copy() const {
 
 void DateFormatter::setDateFormat(std::string pattern) {
     std::lock_guard<std::mutex> lock(mutex_);
+    if (pattern_ == pattern) {
+        return;
+    }
     pattern_ = std::move(pattern);
     icuFormat_.reset();
 }

@@ -51,7 +51,13 @@ std::vector<std::string> builtInHierarchy(std::string_view className) {
 }
 
 std::string escapeKey(std::string_view key) {
-    return !key.empty() && key.front() == '$' ? "$" + std::string(key) : std::string(key);
+    std::string escaped;
+    escaped.reserve(key.size() + 1);
+    if (!key.empty() && key.front() == '$') {
+        escaped += '$';
+    }
+    escaped.append(key);
+    return escaped;
 }
 
 std::optional<DecimalFields> decimalFields(const DecimalNumber& number) {

@@ -133,6 +133,9 @@ std::int64_t VelmoraDAO::WeekStartsIndex() const {
 
 void VelmoraDAO::setWeekStartsIndex(std::int64_t index) {
     if (weekStartsIndex_.exchange(index) != index) {
+        // Stored in the standard defaults too: every re-arming of the day timer reloads
+        // the week start from there, which would otherwise undo the change at once.
+        UserDefaults::standard().setInteger(index, "WeekStartsIndex");
         checkIfTimezoneOrLocaleChangedAndInform();
     }
 }

@@ -110,6 +110,12 @@ TEST_F(VelmoraDAOTest, WeekStartIsClampedFromAboveOnly) {
     dao().createCalendarAndDateFormatters();
     EXPECT_EQ(dao().getThreadSafeNSCalendar(false)->firstWeekday(), 2);
     EXPECT_EQ(dao().getThreadSafeNSCalendar(true)->firstWeekday(), 2);
+
+    // Set in code, the week start survives the reload every re-arming of the timer does.
+    dao().setWeekStartsIndex(3);
+    dao().startChangeOfDayTimer();
+    EXPECT_EQ(dao().WeekStartsIndex(), 3);
+    EXPECT_EQ(dao().getThreadSafeNSCalendar(false)->firstWeekday(), 3);
 }
 
 TEST_F(VelmoraDAOTest, WeekdayNames) {

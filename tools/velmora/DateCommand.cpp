@@ -1,7 +1,230 @@
+// velmora date: the date category on the command line. Every subcommand takes --now,
+// --tz, --locale and --week-start, so that its answer can be pinned, and prints dates as
+// ISO 8601 with the offset of the (pinned) system zone.
+//
+//   $ velmora date add 2024-01-31T09:30:00+01:00 --months 1 --tz Europe/Berlin
+//   2024-02-29T09:30:00+01:00
+#include <cmath>
+#include <exception>
+#include <functional>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "Velmora/dates/NSDate+Extras.h"
+#include "Velmora/platform/Clock.h"
+#include "Velmora/services/VelmoraDAO.h"
+
 #include "tools/velmora/Commands.h"
+#include "tools/velmora/DateCommandSupport.h"
 
 namespace velmora::tool {
+namespace {
 
-void addDateCommand(CLI::App&, int&) {}
+struct DateOptions {
+    DateSettings settings;
+    std::string date;  // the DATE or N argument
+    int days = 0, weeks = 0, months = 0, years = 0, hour = -1;
+};
+
+// All failures of the command come here: one line on stderr, exit status 1.
+void fail(const std::string& reason, int& exitCode) {
+    std::cerr << "error: " << reason << '\n';
+    exitCode = 1;
+}
+
+void printDates(const char* heading, const std::vector<Date>& dates) {
+    std::cout << heading << ":\n";
+    for (const Date date : dates) {
+        std::cout << isoText(date) << '\n';
+    }
+}
+
+// "1710504000", "1710504000.25": the shortest text that reads back as the number.
+std::string numberText(double value) {
+    return fmt::format("{}", value);
+}
+
+std::optional<double> parseNumber(const std::string& text, std::string& error) {
+    std::size_t used = 0;
+    double value = 0;
+    try {
+        value = std::stod(text, &used);
+    } catch (const std::exception&) {
+        used = 0;
+    }
+    if (used == 0 || used != text.size() || !std::isfinite(value)) {
+        error = fmt::format("unreadable number '{}'", text);
+        return std::nullopt;
+    }
+    return value;
+}
+
+void runInfo() {
+    VelmoraDAO& dao = VelmoraDAO::getSharedInstance();
+    const std::optional<Date> start = dao.getTodayAtStartOfDay();
+    const std::optional<Date> end = dao.getTodayBeforeEndOfDay();
+    const std::int64_t weekStart = dao.getStartOfWeek();
+    std::string names;
+    for (std::int64_t i = 0; i < 7; ++i) {
+        names += (i == 0 ? "" : ", ") +
+                 VelmoraDAO::getWeekdayNameFromStartOfWeek((weekStart - 1 + i) % 7 + 1);
+    }
+    std::cout << "today-start: " << (start ? isoText(*start) : "none") << '\n'
+              << "today-end: " << (end ? isoText(*end) : "none") << '\n'
+              << "week-start: " << weekStart << '\n'
+              << "weekdays: " << names << '\n'
+              << "24-hour-clock: " << (Is24HourClock() ? "yes" : "no") << '\n'
+              << "metric-system: " << (dao.isMetricSystem() ? "yes" : "no") << '\n';
+}
+
+void runClassify(Date date) {
+    const std::pair<bool, const char*> classes[] = {
+        {isDateToday(date), "today"},
+        {isDateYesterday(date), "yesterday"},
+        {isDateTomorrow(date), "tomorrow"},
+        {isDateBeforeToday(date), "before-today"},
+        {isDateAfterToday(date), "after-today"},
+        {isDateThisMonth(date), "this-month"},
+        {isDatePreviousMonths(date), "previous-months"},
+        {isDateNextMonth(date), "next-month"},
+        {isDateFutureMonths(date), "future-months"},
+    };
+    for (const auto& [holds, name] : classes) {
+        if (holds) {
+            std::cout << name << '\n';
+        }
+    }
+}
+
+// The subcommand with the options every date subcommand takes; `run` does the work once
+// the settings are in force, and answers an error text or "".
+CLI::App* addSubcommand(CLI::App& parent, const char* name, const char* description,
+                        const std::shared_ptr<DateOptions>& options, int& exitCode,
+                        std::function<std::string(DateOptions&)> run) {
+    CLI::App* command = parent.add_subcommand(name, description);
+    command->add_option("--now", options->settings.now,
+                        "Pin the clock to this instant (ISO 8601 with offset, such as "
+                        "2024-03-10T12:00:00-05:00)");
+    command->add_option("--tz", options->settings.zone, "Pin the system time zone (IANA name)");
+    command->add_option("--locale", options->settings.locale,
+                        "Pin the current locale (such as en_US, de_DE)");
+    command->add_option("--week-start", options->settings.weekStart,
+                        "First day of the week: 0 the locale's, 1 Sunday ... 7 Saturday");
+    command->callback([options, &exitCode, run = std::move(run)] {
+        std::string error;
+        const std::optional<DateSession> session = DateSession::start(options->settings, error);
+        if (session) {
+            error = run(*options);
+        }
+        if (!error.empty()) {
+            fail(error, exitCode);
+        }
+    });
+    return command;
+}
+
+// Reads the DATE argument, then hands it to `use`.
+std::function<std::string(DateOptions&)> withDate(std::function<void(DateOptions&, Date)> use) {
+    return [use = std::move(use)](DateOptions& options) {
+        std::string error;
+        const std::optional<Date> date = parseIsoDate(options.date, error);
+        if (date) {
+            use(options, *date);
+        }
+        return error;
+    };
+}
+
+// Reads the N argument, then prints the date `convert` makes of it.
+std::function<std::string(DateOptions&)> fromNumber(Date (*convert)(double)) {
+    return [convert](DateOptions& options) {
+        std::string error;
+        if (const std::optional<double> number = parseNumber(options.date, error)) {
+            std::cout << isoText(convert(*number)) << '\n';
+        }
+        return error;
+    };
+}
+
+}  // namespace
+
+void addDateCommand(CLI::App& app, int& exitCode) {
+    CLI::App* date =
+        app.add_subcommand("date", "Date arithmetic and classification as the framework does it");
+    date->require_subcommand(1);
+
+    auto info = std::make_shared<DateOptions>();
+    addSubcommand(*date, "info", "Today's bounds, the week start and the clock and units in use",
+                  info, exitCode, [](DateOptions&) {
+                      runInfo();
+                      return std::string();
+                  });
+
+    auto classify = std::make_shared<DateOptions>();
+    addSubcommand(*date, "classify", "Where a date lies relative to today, one class per line",
+                  classify, exitCode, withDate([](DateOptions&, Date d) { runClassify(d); }))
+        ->add_option("DATE", classify->date, "ISO 8601 date")
+        ->required();
+
+    auto add = std::make_shared<DateOptions>();
+    CLI::App* addCommand =
+        addSubcommand(*date, "add", "Add days, weeks, months and years in calendar arithmetic", add,
+                      exitCode, withDate([](DateOptions& o, Date d) {
+                          const std::optional<Date> sum =
+                              getDateByAddingDays(d, o.days, o.weeks, o.months, o.years, o.hour);
+                          std::cout << (sum ? isoText(*sum) : "none") << '\n';
+                      }));
+    addCommand->add_option("DATE", add->date, "ISO 8601 date")->required();
+    addCommand->add_option("--days", add->days, "Days to add (may be negative)");
+    addCommand->add_option("--weeks", add->weeks, "Whole weeks to add");
+    addCommand->add_option("--months", add->months, "Months to add");
+    addCommand->add_option("--years", add->years, "Years to add");
+    addCommand->add_option("--hour", add->hour, "Then set the time to HOUR:00:00 (0-23)");
+
+    auto syncable = std::make_shared<DateOptions>();
+    addSubcommand(*date, "syncable", "The time-zone-free numbers stored for a date", syncable,
+                  exitCode, withDate([](DateOptions&, Date d) {
+                      std::cout << "syncable: " << numberText(syncableTimeIntervalSince1970(d))
+                                << '\n'
+                                << "absolute: " << numberText(absoluteTimeIntervalSince1970(d))
+                                << '\n';
+                  }))
+        ->add_option("DATE", syncable->date, "ISO 8601 date")
+        ->required();
+
+    auto fromSyncable = std::make_shared<DateOptions>();
+    addSubcommand(*date, "from-syncable", "The date a stored syncable number stands for here",
+                  fromSyncable, exitCode, fromNumber(&syncableDateWithTimeIntervalSince1970))
+        ->add_option("N", fromSyncable->date, "Seconds, as `syncable` prints them")
+        ->required();
+
+    auto fromAbsolute = std::make_shared<DateOptions>();
+    addSubcommand(*date, "from-absolute", "The day a stored absolute number stands for here",
+                  fromAbsolute, exitCode, fromNumber(&dateWithAbsoluteTimeIntervalSince1970))
+        ->add_option("N", fromAbsolute->date, "Seconds, as `syncable` prints them")
+        ->required();
+
+    auto relative = std::make_shared<DateOptions>();
+    addSubcommand(
+        *date, "relative", "How far a date is from now, in words", relative, exitCode,
+        withDate([](DateOptions&, Date d) { std::cout << formatRelativeTime(d) << '\n'; }))
+        ->add_option("DATE", relative->date, "ISO 8601 date")
+        ->required();
+
+    auto grid = std::make_shared<DateOptions>();
+    addSubcommand(*date, "grid", "The days a month view shows for the month of a date", grid,
+                  exitCode, withDate([](DateOptions&, Date d) {
+                      printDates("previous month", daysInFinalWeekOfPreviousMonth(d));
+                      printDates("month", daysInSelectedMonth(d));
+                      printDates("next month", daysInFirstWeekOfFollowingMonth(d));
+                  }))
+        ->add_option("DATE", grid->date, "ISO 8601 date")
+        ->required();
+}
 
 }  // namespace velmora::tool
