@@ -34,7 +34,10 @@ std::optional<DecimalNumber> DecimalNumber::parse(std::string_view text) {
         n.negative_ = text[i] == '-';
         ++i;
     }
-    std::string mantissa;
+    // The digits are gathered straight into digits_ and trimmed in place: parsers of long
+    // numbers (JSON reals) make one of these per number, so each allocation counts.
+    std::string& mantissa = n.digits_;
+    mantissa.reserve(text.size());
     std::int64_t pointShift = 0;
     std::size_t digitCount = 0;
     for (; i < text.size() && isDigit(text[i]); ++i, ++digitCount) {
@@ -72,14 +75,16 @@ std::optional<DecimalNumber> DecimalNumber::parse(std::string_view text) {
     }
     const auto firstNonZero = mantissa.find_first_not_of('0');
     if (firstNonZero == std::string::npos) {
+        mantissa.clear();
         n.negative_ = false;  // -0 and 0 are the same number
         return n;
     }
     const auto lastNonZero = mantissa.find_last_not_of('0');
-    n.digits_ = mantissa.substr(firstNonZero, lastNonZero - firstNonZero + 1);
     n.exponent_ = std::clamp(
         exponent + pointShift + static_cast<std::int64_t>(mantissa.size() - 1 - lastNonZero),
         -kExponentLimit, kExponentLimit);
+    mantissa.erase(lastNonZero + 1);
+    mantissa.erase(0, firstNonZero);
     return n;
 }
 
