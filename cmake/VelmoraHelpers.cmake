@@ -55,7 +55,9 @@ function(velmora_add_test)
         velmora_test_support GTest::gtest GTest::gmock velmora_build_options)
     gtest_discover_tests(${target}
         DISCOVERY_MODE PRE_TEST
-        PROPERTIES LABELS "${ARG_MODULE};${ARG_LABELS}" TIMEOUT 120)
+        PROPERTIES LABELS "${ARG_MODULE};${ARG_LABELS}" TIMEOUT 120
+        # Read by ThreadSanitizer builds only (see the file for what it hides and why).
+        ENVIRONMENT "TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/tsan.supp")
 endfunction()
 
 # velmora_add_bench(NAME <name> SOURCES <files>... [DEPS <targets>...])
