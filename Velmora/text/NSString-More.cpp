@@ -78,6 +78,44 @@ std::vector<std::string> explode(std::string_view text, std::string_view separat
     return pieces;
 }
 
+namespace {
+
+// Replaces the characters of text that are in the set, each one or each run once.
+std::string replaceCharactersInSet(std::string_view text, std::string_view characters,
+                                   std::string_view replacement, bool runOnce) {
+    std::u32string members;
+    text_detail::forEachCodePoint(characters, [&members](char32_t c, std::size_t, std::size_t,
+                                                         bool) { members.push_back(c); });
+    std::string result;
+    result.reserve(text.size());
+    bool inRun = false;
+    text_detail::forEachCodePoint(text, [&](char32_t c, std::size_t at, std::size_t length, bool) {
+        if (members.find(c) == std::u32string::npos) {
+            result.append(text.substr(at, length));
+            inRun = false;
+            return;
+        }
+        if (!runOnce || !inRun) {
+            result.append(replacement);
+        }
+        inRun = true;
+    });
+    return result;
+}
+
+}  // namespace
+
+std::string stringByReplacingCharactersInSet(std::string_view text, std::string_view characters,
+                                             std::string_view replacement) {
+    return replaceCharactersInSet(text, characters, replacement, /*runOnce=*/false);
+}
+
+std::string stringByReplacingAllCharactersInSetOnce(std::string_view text,
+                                                    std::string_view characters,
+                                                    std::string_view replacement) {
+    return replaceCharactersInSet(text, characters, replacement, /*runOnce=*/true);
+}
+
 std::string searchReplace(std::string_view text, std::string_view target,
                           std::string_view replacement) {
     std::string result(text);

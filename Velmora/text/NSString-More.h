@@ -51,6 +51,16 @@ std::vector<std::string> explode(std::string_view text, std::string_view separat
 std::string searchReplace(std::string_view text, std::string_view target,
                           std::string_view replacement);
 
+// Every character of text that is in characters (a set given as its members, in UTF-8)
+// replaced by replacement: "a-b_c" with "-_" and " " gives "a b c". An ill-formed byte
+// sequence of text is its own character and is kept unless characters has one too.
+std::string stringByReplacingCharactersInSet(std::string_view text, std::string_view characters,
+                                             std::string_view replacement);
+// The same, but a run of such characters is replaced once: "a--_b" gives "a b".
+std::string stringByReplacingAllCharactersInSetOnce(std::string_view text,
+                                                    std::string_view characters,
+                                                    std::string_view replacement);
+
 // True when the query's non-blank characters appear in the text in the same order with
 // anything between them ("gcl" matches "grocery list"); case-insensitive when
 // ignoringLowerCase is set. The query's characters are deliberately not escaped: they

@@ -86,6 +86,29 @@ TEST(NSStringMoreTest, ExplodeSplitsAtEverySeparator) {
     EXPECT_EQ(explode("", ","), (Pieces{""}));
 }
 
+TEST(NSStringMoreTest, CharacterSetReplacementsByCharacterAndByRun) {
+    const struct {
+        std::string_view text, set, replacement, each, runOnce;
+    } cases[] = {
+        {"a-b_c", "-_", " ", "a b c", "a b c"},
+        {"a--_b", "-_", " ", "a   b", "a b"},
+        {"--a--", "-", "", "a", "a"},
+        {"caf\u00e9 \u00e9t\u00e9", "\u00e9", "e", "cafe ete",
+         "cafe ete"},                                 // members are characters
+        {"\u00e9", "\xc3", "x", "\u00e9", "\u00e9"},  // not a byte of a member
+        {"a\xff"
+         "b",
+         "\xff", "?", "a?b", "a?b"},  // an ill-formed byte in both
+        {"abc", "", "x", "abc", "abc"},
+        {"", "-", "x", "", ""},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.text);
+        EXPECT_EQ(stringByReplacingCharactersInSet(c.text, c.set, c.replacement), c.each);
+        EXPECT_EQ(stringByReplacingAllCharactersInSetOnce(c.text, c.set, c.replacement), c.runOnce);
+    }
+}
+
 TEST(NSStringMoreTest, SearchReplaceScansOnFromAfterEachReplacement) {
     EXPECT_EQ(searchReplace("aaa", "a", "b"), "bbb");
     EXPECT_EQ(searchReplace("aaa", "aa", "a"), "aa");
