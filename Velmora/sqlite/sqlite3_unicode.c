@@ -421,20 +421,28 @@ static int unaccent_utf8(sqlite3_context* context, const unsigned char* text, si
     return 1;
 }
 
-static void case_function(sqlite3_context* context, int argc, sqlite3_value** argv) {
-    const case_mapping* mapping = sqlite3_user_data(context);
-    const void* text;
-    size_t units;
-    uint16_t* copy;
-    size_t i;
+
+/* The first argument as UTF-16 in native byte order and its length in code units, or NULL
+** when it is missing, NULL, or SQLite cannot convert it (out of memory). */
+static const uint16_t* text16_argument(int argc, sqlite3_value** argv, size_t* units) {
+    const uint16_t* text;
     if (argc < 1 || sqlite3_value_type(argv[0]) == SQLITE_NULL) {
-        return;
+        return NULL;
     }
     text = sqlite3_value_text16(argv[0]);
+    *units = text == NULL ? 0 : (size_t)sqlite3_value_bytes16(argv[0]) / 2;
+    return text;
+}
+
+static void case_function(sqlite3_context* context, int argc, sqlite3_value** argv) {
+    const case_mapping* mapping = sqlite3_user_data(context);
+    size_t units;
+    const uint16_t* text = text16_argument(argc, argv, &units);
+    uint16_t* copy;
+    size_t i;
     if (text == NULL) {
         return;
     }
-    units = (size_t)sqlite3_value_bytes16(argv[0]) / 2;
     copy = sqlite3_malloc64((units + 1) * sizeof *copy);
     if (copy == NULL) {
         return;
@@ -448,20 +456,15 @@ static void case_function(sqlite3_context* context, int argc, sqlite3_value** ar
 }
 
 static void unaccent_function(sqlite3_context* context, int argc, sqlite3_value** argv) {
-    const uint16_t* text;
     size_t units;
+    const uint16_t* text = text16_argument(argc, argv, &units);
     size_t capacity;
     uint16_t* out;
     size_t i;
     size_t length = 0;
-    if (argc < 1 || sqlite3_value_type(argv[0]) == SQLITE_NULL) {
-        return;
-    }
-    text = sqlite3_value_text16(argv[0]);
     if (text == NULL) {
         return;
     }
-    units = (size_t)sqlite3_value_bytes16(argv[0]) / 2;
     capacity = units + 1;
     out = sqlite3_malloc64(capacity * sizeof *out);
     if (out == NULL) {

@@ -12,15 +12,10 @@
 #include "fuzz/sqlite/SqliteFuzzSupport.h"
 
 using velmora::fuzz::FuzzDatabase;
+using velmora::fuzz::require;
 using velmora::fuzz::SqlAnswer;
 
 namespace {
-
-void require(bool condition) {
-    if (!condition) {
-        std::abort();
-    }
-}
 
 int sign(std::int64_t v) {
     return (v > 0) - (v < 0);

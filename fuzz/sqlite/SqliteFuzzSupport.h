@@ -90,4 +90,11 @@ inline bool isAscii(std::string_view text) {
     return true;
 }
 
+// Stops the run (libFuzzer and the ctest driver report the input) when a property fails.
+inline void require(bool condition) {
+    if (!condition) {
+        std::abort();
+    }
+}
+
 }  // namespace velmora::fuzz

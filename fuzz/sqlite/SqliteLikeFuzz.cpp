@@ -13,15 +13,10 @@
 #include "fuzz/sqlite/SqliteFuzzSupport.h"
 
 using velmora::fuzz::FuzzDatabase;
+using velmora::fuzz::require;
 using velmora::fuzz::SqlAnswer;
 
 namespace {
-
-void require(bool condition) {
-    if (!condition) {
-        std::abort();
-    }
-}
 
 bool isKnownAnswer(const SqlAnswer& answer) {
     return answer.text == "0" || answer.text == "1" ||

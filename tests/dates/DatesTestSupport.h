@@ -22,14 +22,7 @@ inline Date at(std::string_view zoneName, int year, int month, int day, int hour
                int minute = 0, int second = 0) {
     Calendar calendar(CalendarIdentifier::Gregorian);
     calendar.setTimeZone(TimeZone::named(zoneName).value());
-    DateComponents parts;
-    parts.year = year;
-    parts.month = month;
-    parts.day = day;
-    parts.hour = hour;
-    parts.minute = minute;
-    parts.second = second;
-    return calendar.dateFromComponents(parts).value();
+    return testing::wallClockDate(calendar, year, month, day, hour, minute, second);
 }
 
 // Sets the user's week start for the scope (in the defaults the shared-services object

@@ -27,17 +27,9 @@ Calendar gregorianIn(std::string_view zoneName, std::string_view locale = "en_US
     return calendar;
 }
 
-// The instant of a wall-clock reading in the calendar's zone.
 Date at(const Calendar& calendar, int year, int month, int day, int hour = 0, int minute = 0,
         int second = 0) {
-    DateComponents parts;
-    parts.year = year;
-    parts.month = month;
-    parts.day = day;
-    parts.hour = hour;
-    parts.minute = minute;
-    parts.second = second;
-    return calendar.dateFromComponents(parts).value();
+    return testing::wallClockDate(calendar, year, month, day, hour, minute, second);
 }
 
 TEST(CalendarTest, ComponentsAndDatesFromComponentsRoundTrip) {

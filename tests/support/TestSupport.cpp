@@ -10,6 +10,18 @@
 
 namespace velmora::testing {
 
+Date wallClockDate(const Calendar& calendar, int year, int month, int day, int hour, int minute,
+                   int second) {
+    DateComponents parts;
+    parts.year = year;
+    parts.month = month;
+    parts.day = day;
+    parts.hour = hour;
+    parts.minute = minute;
+    parts.second = second;
+    return calendar.dateFromComponents(parts).value();
+}
+
 bool runMainLoopUntil(const std::function<bool()>& done, double limitSeconds) {
     const auto limit =
         std::chrono::steady_clock::now() + std::chrono::duration<double>(limitSeconds);

@@ -4,6 +4,7 @@
 #include <functional>
 #include <string_view>
 
+#include "Velmora/platform/Calendar.h"
 #include "Velmora/platform/Clock.h"
 #include "Velmora/platform/Locale.h"
 #include "Velmora/platform/TimeZone.h"
@@ -18,6 +19,11 @@ class ScopedPinnedClock {
     ScopedPinnedClock(const ScopedPinnedClock&) = delete;
     ScopedPinnedClock& operator=(const ScopedPinnedClock&) = delete;
 };
+
+// The instant of a wall-clock reading in the calendar's zone; the time defaults to 00:00:00.
+// REQUIRES: the reading names a representable date.
+Date wallClockDate(const Calendar& calendar, int year, int month, int day, int hour = 0,
+                   int minute = 0, int second = 0);
 
 // Runs passes of the main run loop on this thread until done() answers true or the
 // real-time limit passes; answers done().
