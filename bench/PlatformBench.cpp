@@ -13,9 +13,9 @@
 
 #include <benchmark/benchmark.h>
 
-#include "Velmora/platform/DispatchQueue.h"
-#include "Velmora/platform/NotificationCenter.h"
-#include "Velmora/platform/Value.h"
+#include "Velmora/platform/dispatch/DispatchQueue.h"
+#include "Velmora/platform/foundation/NotificationCenter.h"
+#include "Velmora/platform/foundation/Value.h"
 
 namespace {
 

@@ -22,10 +22,11 @@ if(VELMORA_SANITIZE)
 endif()
 
 # velmora_add_module(NAME DEPS <targets>...)
-# One static library per folder of Velmora/, holding every source in that folder.
+# One library per folder of Velmora/, holding every source in that folder and its
+# sub-folders (platform/ is laid out by concern, imaging/ keeps its GL layer in gl/).
 function(velmora_add_module name)
     cmake_parse_arguments(ARG "" "" "DEPS" ${ARGN})
-    file(GLOB sources CONFIGURE_DEPENDS
+    file(GLOB_RECURSE sources CONFIGURE_DEPENDS
         "${CMAKE_CURRENT_SOURCE_DIR}/${name}/*.cpp" "${CMAKE_CURRENT_SOURCE_DIR}/${name}/*.c")
     if(NOT sources)
         # A module whose folder holds only headers so far.
@@ -45,7 +46,7 @@ endfunction()
 # One GoogleTest executable per module: every *Test.cpp under tests/<module>/.
 function(velmora_add_test)
     cmake_parse_arguments(ARG "" "MODULE" "LABELS;DEPS" ${ARGN})
-    file(GLOB sources CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/${ARG_MODULE}/*.cpp")
+    file(GLOB_RECURSE sources CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/${ARG_MODULE}/*.cpp")
     if(NOT sources)
         return()
     endif()

@@ -4,8 +4,8 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "Velmora/platform/DecimalNumber.h"
-#include "Velmora/platform/Value.h"
+#include "Velmora/platform/foundation/DecimalNumber.h"
+#include "Velmora/platform/foundation/Value.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using velmora::DecimalNumber;

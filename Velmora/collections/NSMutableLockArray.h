@@ -45,13 +45,13 @@
 #include <string_view>
 
 #include "Velmora/collections/ReadWriteLock.h"
-#include "Velmora/platform/IndexSet.h"
-#include "Velmora/platform/Object.h"
-#include "Velmora/platform/Range.h"
-#include "Velmora/platform/Selector.h"
-#include "Velmora/platform/SortDescriptor.h"
-#include "Velmora/platform/Value.h"
-#include "Velmora/platform/ValueSorting.h"
+#include "Velmora/platform/foundation/IndexSet.h"
+#include "Velmora/platform/foundation/Object.h"
+#include "Velmora/platform/foundation/Range.h"
+#include "Velmora/platform/foundation/Selector.h"
+#include "Velmora/platform/foundation/SortDescriptor.h"
+#include "Velmora/platform/foundation/Value.h"
+#include "Velmora/platform/foundation/ValueSorting.h"
 
 namespace velmora {
 

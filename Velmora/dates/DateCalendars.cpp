@@ -2,7 +2,7 @@
 
 #include <optional>
 
-#include "Velmora/platform/Bundle.h"
+#include "Velmora/platform/host/Bundle.h"
 #include "Velmora/services/VelmoraDAO.h"
 
 namespace velmora {

@@ -11,8 +11,8 @@
 #include <string>
 #include <string_view>
 
-#include "Velmora/platform/Calendar.h"
-#include "Velmora/platform/DateFormatter.h"
+#include "Velmora/platform/locale/Calendar.h"
+#include "Velmora/platform/locale/DateFormatter.h"
 
 namespace velmora {
 

@@ -23,12 +23,12 @@
 #include <string>
 
 #include "Velmora/dates/NSDateAdditions.h"
-#include "Velmora/platform/Calendar.h"
-#include "Velmora/platform/Date.h"
-#include "Velmora/platform/DateComponents.h"
-#include "Velmora/platform/DateFormatter.h"
-#include "Velmora/platform/TimeZone.h"
-#include "Velmora/platform/Value.h"
+#include "Velmora/platform/locale/Calendar.h"
+#include "Velmora/platform/foundation/Date.h"
+#include "Velmora/platform/locale/DateComponents.h"
+#include "Velmora/platform/locale/DateFormatter.h"
+#include "Velmora/platform/locale/TimeZone.h"
+#include "Velmora/platform/foundation/Value.h"
 
 namespace velmora {
 

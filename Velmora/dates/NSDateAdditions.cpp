@@ -4,7 +4,7 @@
 #include <string>
 
 #include "Velmora/dates/DateCalendars.h"
-#include "Velmora/platform/Log.h"
+#include "Velmora/platform/logging/Log.h"
 #include "Velmora/services/VelmoraDAO.h"
 
 namespace velmora {

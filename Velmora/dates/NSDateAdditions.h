@@ -17,9 +17,9 @@
 #include <optional>
 #include <vector>
 
-#include "Velmora/platform/Calendar.h"
-#include "Velmora/platform/Date.h"
-#include "Velmora/platform/DateComponents.h"
+#include "Velmora/platform/locale/Calendar.h"
+#include "Velmora/platform/foundation/Date.h"
+#include "Velmora/platform/locale/DateComponents.h"
 
 namespace velmora {
 

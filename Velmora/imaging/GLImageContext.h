@@ -33,8 +33,8 @@
 #include "Velmora/imaging/gl/EglContext.h"
 #include "Velmora/imaging/gl/GLGeometry.h"
 #include "Velmora/imaging/gl/TextureCache.h"
-#include "Velmora/platform/DispatchQueue.h"
-#include "Velmora/platform/NoDestructor.h"
+#include "Velmora/platform/dispatch/DispatchQueue.h"
+#include "Velmora/platform/foundation/NoDestructor.h"
 
 namespace velmora {
 

@@ -6,7 +6,7 @@
 #include "Velmora/imaging/GLImageFramebuffer.h"
 #include "Velmora/imaging/GLImageFramebufferCache.h"
 #include "Velmora/imaging/GLProgram.h"
-#include "Velmora/platform/Log.h"
+#include "Velmora/platform/logging/Log.h"
 
 namespace velmora {
 

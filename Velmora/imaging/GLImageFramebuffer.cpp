@@ -4,7 +4,7 @@
 
 #include "Velmora/imaging/GLImageContext.h"
 #include "Velmora/imaging/GLImageFramebufferCache.h"
-#include "Velmora/platform/Log.h"
+#include "Velmora/platform/logging/Log.h"
 
 namespace velmora {
 

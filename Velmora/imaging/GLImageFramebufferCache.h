@@ -31,8 +31,8 @@
 #include "Velmora/imaging/GLImageFramebuffer.h"
 #include "Velmora/imaging/GPUTextureOptions.h"
 #include "Velmora/imaging/gl/GLGeometry.h"
-#include "Velmora/platform/DispatchQueue.h"
-#include "Velmora/platform/NotificationCenter.h"
+#include "Velmora/platform/dispatch/DispatchQueue.h"
+#include "Velmora/platform/foundation/NotificationCenter.h"
 
 namespace velmora {
 

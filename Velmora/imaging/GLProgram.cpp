@@ -8,7 +8,7 @@
 #include <unistd.h>
 
 #include "Velmora/imaging/GLImageContext.h"
-#include "Velmora/platform/Log.h"
+#include "Velmora/platform/logging/Log.h"
 
 namespace velmora {
 

@@ -15,7 +15,7 @@
 #include <string>
 #include <string_view>
 
-#include "Velmora/platform/Value.h"
+#include "Velmora/platform/foundation/Value.h"
 
 namespace velmora {
 

@@ -20,7 +20,7 @@
 
 #include "Velmora/json/VLJsonStreamParserAdapterDelegate.h"
 #include "Velmora/json/VLJsonStreamParserDelegate.h"
-#include "Velmora/platform/Value.h"
+#include "Velmora/platform/foundation/Value.h"
 
 namespace velmora {
 

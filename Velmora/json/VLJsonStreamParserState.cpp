@@ -1,7 +1,7 @@
 #include "Velmora/json/VLJsonStreamParserState.h"
 
 #include "Velmora/json/VLJsonStreamParser.h"
-#include "Velmora/platform/NoDestructor.h"
+#include "Velmora/platform/foundation/NoDestructor.h"
 
 namespace velmora {
 

@@ -18,7 +18,7 @@
 #include <string>
 
 #include "Velmora/json/VLJsonToken.h"
-#include "Velmora/platform/Object.h"
+#include "Velmora/platform/foundation/Object.h"
 
 namespace velmora {
 

@@ -13,7 +13,7 @@
 
 #include "Velmora/json/VLJsonProxy.h"
 #include "Velmora/json/VLJsonStringCache.h"
-#include "Velmora/platform/Log.h"
+#include "Velmora/platform/logging/Log.h"
 
 namespace velmora {
 

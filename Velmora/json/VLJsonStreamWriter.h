@@ -22,7 +22,7 @@
 #include <vector>
 
 #include "Velmora/json/VLJsonStreamWriterState.h"
-#include "Velmora/platform/Value.h"
+#include "Velmora/platform/foundation/Value.h"
 
 namespace velmora {
 

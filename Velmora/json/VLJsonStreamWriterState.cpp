@@ -1,7 +1,7 @@
 #include "Velmora/json/VLJsonStreamWriterState.h"
 
 #include "Velmora/json/VLJsonStreamWriter.h"
-#include "Velmora/platform/NoDestructor.h"
+#include "Velmora/platform/foundation/NoDestructor.h"
 
 namespace velmora {
 

@@ -22,7 +22,7 @@
 //   state.appendSeparator(writer);
 //   state.transitionState(writer);
 
-#include "Velmora/platform/Object.h"
+#include "Velmora/platform/foundation/Object.h"
 
 namespace velmora {
 

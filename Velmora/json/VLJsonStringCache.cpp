@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "Velmora/platform/NoDestructor.h"
+#include "Velmora/platform/foundation/NoDestructor.h"
 
 namespace velmora {
 

@@ -4,7 +4,7 @@
 
 #include <fmt/format.h>
 
-#include "Velmora/platform/RandomUUID.h"
+#include "Velmora/platform/foundation/RandomUUID.h"
 
 namespace velmora {
 namespace {

@@ -12,7 +12,7 @@
 
 #include <optional>
 
-#include "Velmora/platform/Calendar.h"
+#include "Velmora/platform/locale/Calendar.h"
 
 namespace velmora {
 

@@ -19,8 +19,8 @@
 #include <atomic>
 #include <string>
 
-#include "Velmora/platform/DateFormatter.h"
-#include "Velmora/platform/LogFormatter.h"
+#include "Velmora/platform/locale/DateFormatter.h"
+#include "Velmora/platform/logging/LogFormatter.h"
 
 namespace velmora {
 

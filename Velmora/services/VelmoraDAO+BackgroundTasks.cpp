@@ -3,7 +3,7 @@
 // records. Both schemes are guarded by bgTaskLock_ (the original's bgTaskLockObject).
 #include <cmath>
 
-#include "Velmora/platform/Log.h"
+#include "Velmora/platform/logging/Log.h"
 #include "Velmora/services/DispatchHelpers.h"
 #include "Velmora/services/VelmoraDAO.h"
 

@@ -1,7 +1,7 @@
 // The change-of-day machinery: the one-shot timer just after midnight, the reaction to
 // time-zone, clock and locale changes, and the day-changed notification.
-#include "Velmora/platform/DispatchQueue.h"
-#include "Velmora/platform/Log.h"
+#include "Velmora/platform/dispatch/DispatchQueue.h"
+#include "Velmora/platform/logging/Log.h"
 #include "Velmora/services/DayBoundaries.h"
 #include "Velmora/services/VelmoraDAO.h"
 

@@ -1,9 +1,9 @@
 // The app-group defaults and the copying of changed values into them and into the
 // cloud-synced defaults; key-value observing of defaults; the idle (sleep) timer and the
 // network activity indicator.
-#include "Velmora/platform/InternalInconsistencyException.h"
-#include "Velmora/platform/Log.h"
-#include "Velmora/platform/VLCloudUserDefaults.h"
+#include "Velmora/platform/foundation/InternalInconsistencyException.h"
+#include "Velmora/platform/logging/Log.h"
+#include "Velmora/platform/host/VLCloudUserDefaults.h"
 #include "Velmora/services/DispatchHelpers.h"
 #include "Velmora/services/VelmoraDAO.h"
 

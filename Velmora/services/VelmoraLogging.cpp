@@ -1,8 +1,8 @@
 #include "Velmora/services/VelmoraLogging.h"
 
-#include "Velmora/platform/ConsoleLogger.h"
-#include "Velmora/platform/Log.h"
-#include "Velmora/platform/VLSystemLogger.h"
+#include "Velmora/platform/logging/ConsoleLogger.h"
+#include "Velmora/platform/logging/Log.h"
+#include "Velmora/platform/logging/VLSystemLogger.h"
 
 namespace velmora {
 

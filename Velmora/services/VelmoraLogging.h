@@ -13,7 +13,7 @@
 #include <cstdio>
 #include <memory>
 
-#include "Velmora/platform/LogMessage.h"
+#include "Velmora/platform/logging/LogMessage.h"
 #include "Velmora/services/VLLogFormatter.h"
 
 namespace velmora {

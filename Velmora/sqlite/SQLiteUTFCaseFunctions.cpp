@@ -7,7 +7,7 @@
 
 #include <sqlite3.h>
 
-#include "Velmora/platform/Locale.h"
+#include "Velmora/platform/locale/Locale.h"
 #include "Velmora/sqlite/MutableUnicodeString.h"
 
 namespace velmora {

@@ -14,7 +14,7 @@
 
 #include <string>
 
-#include "Velmora/platform/Value.h"
+#include "Velmora/platform/foundation/Value.h"
 
 struct sqlite3;
 

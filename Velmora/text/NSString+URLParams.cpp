@@ -1,4 +1,4 @@
-#include "Velmora/platform/RandomUUID.h"
+#include "Velmora/platform/foundation/RandomUUID.h"
 #include "Velmora/text/NSString+URLParams.h"
 #include "Velmora/text/TextEditing.h"
 

@@ -14,7 +14,7 @@
 #include <string>
 #include <string_view>
 
-#include "Velmora/platform/Dictionary.h"
+#include "Velmora/platform/foundation/Dictionary.h"
 
 namespace velmora {
 

@@ -4,7 +4,7 @@
 
 #include <unicode/utf8.h>
 
-#include "Velmora/platform/RandomUUID.h"
+#include "Velmora/platform/foundation/RandomUUID.h"
 #include "Velmora/text/TextEditing.h"
 #include "Velmora/text/UnicodeText.h"
 

@@ -23,7 +23,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Velmora/platform/Range.h"
+#include "Velmora/platform/foundation/Range.h"
 
 namespace velmora {
 

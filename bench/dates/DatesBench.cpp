@@ -10,9 +10,9 @@
 #include <benchmark/benchmark.h>
 
 #include "Velmora/dates/NSDate+Extras.h"
-#include "Velmora/platform/Clock.h"
-#include "Velmora/platform/Locale.h"
-#include "Velmora/platform/TimeZone.h"
+#include "Velmora/platform/foundation/Clock.h"
+#include "Velmora/platform/locale/Locale.h"
+#include "Velmora/platform/locale/TimeZone.h"
 #include "Velmora/services/DayBoundaries.h"
 #include "Velmora/services/VelmoraDAO.h"
 

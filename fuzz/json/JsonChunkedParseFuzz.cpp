@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "Velmora/json/VLJsonStreamParser.h"
-#include "Velmora/platform/Value.h"
+#include "Velmora/platform/foundation/Value.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "Velmora/json/VLJson.h"
-#include "Velmora/platform/Value.h"
+#include "Velmora/platform/foundation/Value.h"
 
 namespace {
 

@@ -5,9 +5,9 @@
 #include <span>
 #include <string>
 
-#include "Velmora/platform/Coding.h"
-#include "Velmora/platform/KeyedArchiver.h"
-#include "Velmora/platform/KeyedUnarchiver.h"
+#include "Velmora/platform/storage/Coding.h"
+#include "Velmora/platform/storage/KeyedArchiver.h"
+#include "Velmora/platform/storage/KeyedUnarchiver.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "Velmora/dates/NSDate+Extras.h"
-#include "Velmora/platform/DateFormatter.h"
+#include "Velmora/platform/locale/DateFormatter.h"
 
 #include "tests/dates/DatesTestSupport.h"
 

@@ -9,8 +9,8 @@
 
 #include <gtest/gtest.h>
 
-#include "Velmora/platform/Calendar.h"
-#include "Velmora/platform/Log.h"
+#include "Velmora/platform/locale/Calendar.h"
+#include "Velmora/platform/logging/Log.h"
 #include "Velmora/services/VelmoraDAO.h"
 
 #include "tests/support/TestSupport.h"

@@ -7,8 +7,8 @@
 #include <gtest/gtest.h>
 
 #include "Velmora/dates/NSDate+Extras.h"
-#include "Velmora/platform/Log.h"
-#include "Velmora/platform/MemoryLogger.h"
+#include "Velmora/platform/logging/Log.h"
+#include "Velmora/platform/logging/MemoryLogger.h"
 
 #include "tests/dates/DatesTestSupport.h"
 

@@ -4,7 +4,7 @@
 #include "Velmora/imaging/GLImageContext.h"
 #include "Velmora/imaging/GLImageFramebuffer.h"
 #include "Velmora/imaging/GLImageFramebufferCache.h"
-#include "Velmora/platform/NotificationCenter.h"
+#include "Velmora/platform/foundation/NotificationCenter.h"
 
 #include "tests/imaging/GLTestSupport.h"
 

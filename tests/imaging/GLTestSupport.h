@@ -11,8 +11,8 @@
 
 #include "Velmora/imaging/gl/EglContext.h"
 #include "Velmora/imaging/gl/Image.h"
-#include "Velmora/platform/Log.h"
-#include "Velmora/platform/MemoryLogger.h"
+#include "Velmora/platform/logging/Log.h"
+#include "Velmora/platform/logging/MemoryLogger.h"
 
 // GL tests run everywhere Mesa's llvmpipe (or a GPU driver) offers an EGL display; only a
 // machine with no display at all skips them.

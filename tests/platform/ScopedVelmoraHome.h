@@ -10,7 +10,7 @@
 
 #include <gtest/gtest.h>
 
-#include "Velmora/platform/UserDefaults.h"
+#include "Velmora/platform/host/UserDefaults.h"
 
 namespace velmora::testing {
 

@@ -5,10 +5,10 @@
 
 #include <gtest/gtest.h>
 
-#include "Velmora/platform/ConsoleLogger.h"
-#include "Velmora/platform/Log.h"
-#include "Velmora/platform/MemoryLogger.h"
-#include "Velmora/platform/VLSystemLogger.h"
+#include "Velmora/platform/logging/ConsoleLogger.h"
+#include "Velmora/platform/logging/Log.h"
+#include "Velmora/platform/logging/MemoryLogger.h"
+#include "Velmora/platform/logging/VLSystemLogger.h"
 #include "Velmora/services/VLLogFormatter.h"
 #include "Velmora/services/VelmoraLogging.h"
 

@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "Velmora/platform/RunLoop.h"
+#include "Velmora/platform/dispatch/RunLoop.h"
 
 namespace velmora::testing {
 

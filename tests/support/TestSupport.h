@@ -4,10 +4,10 @@
 #include <functional>
 #include <string_view>
 
-#include "Velmora/platform/Calendar.h"
-#include "Velmora/platform/Clock.h"
-#include "Velmora/platform/Locale.h"
-#include "Velmora/platform/TimeZone.h"
+#include "Velmora/platform/locale/Calendar.h"
+#include "Velmora/platform/foundation/Clock.h"
+#include "Velmora/platform/locale/Locale.h"
+#include "Velmora/platform/locale/TimeZone.h"
 
 namespace velmora::testing {
 

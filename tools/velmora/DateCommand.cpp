@@ -16,7 +16,7 @@
 #include <fmt/format.h>
 
 #include "Velmora/dates/NSDate+Extras.h"
-#include "Velmora/platform/Clock.h"
+#include "Velmora/platform/foundation/Clock.h"
 #include "Velmora/services/VelmoraDAO.h"
 
 #include "tools/velmora/Commands.h"

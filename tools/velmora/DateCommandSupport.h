@@ -15,7 +15,7 @@
 #include <string>
 #include <string_view>
 
-#include "Velmora/platform/Date.h"
+#include "Velmora/platform/foundation/Date.h"
 
 namespace velmora::tool {
 

@@ -13,7 +13,7 @@
 #include "Velmora/imaging/GLImageFilter.h"
 #include "Velmora/imaging/gl/EglContext.h"
 #include "Velmora/imaging/gl/PngFile.h"
-#include "Velmora/platform/Log.h"
+#include "Velmora/platform/logging/Log.h"
 #include "Velmora/services/VelmoraLogging.h"
 
 #include "tools/velmora/Commands.h"

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "Velmora/platform/Log.h"
+#include "Velmora/platform/logging/Log.h"
 #include "Velmora/services/VelmoraLogging.h"
 
 #include "tools/velmora/Commands.h"

@@ -1,0 +1,145 @@
+#include "Velmora/platform/foundation/NotificationCenter.h"
+
+#include <algorithm>
+#include <atomic>
+#include <mutex>
+#include <vector>
+
+#include "Velmora/platform/foundation/NoDestructor.h"
+
+namespace velmora {
+
+struct NotificationCenter::Entry {
+    std::string name;
+    const void* sender = nullptr;
+    bool anySender = true;
+    Callback callback;
+    std::atomic<bool> active{true};
+    std::atomic<int> callsInProgress{0};
+
+    bool matches(const Notification& n) const {
+        return (name.empty() || name == n.name) && (anySender || sender == n.sender);
+    }
+};
+
+struct NotificationCenter::Registry {
+    std::mutex mutex;  // guards entries
+    std::vector<std::shared_ptr<Entry>> entries;
+};
+
+namespace {
+
+// The entries whose callbacks are running on this thread (posts may nest).
+thread_local std::vector<const NotificationCenter::Entry*> tEntriesInCall;
+
+void unregister(const std::shared_ptr<NotificationCenter::Registry>& registry,
+                const std::shared_ptr<NotificationCenter::Entry>& entry) {
+    if (registry) {
+        std::lock_guard lock(registry->mutex);
+        auto& entries = registry->entries;
+        entries.erase(std::remove(entries.begin(), entries.end(), entry), entries.end());
+    }
+    entry->active.store(false);
+    // Wait for calls on other threads; calls on this thread are further up our own stack.
+    const auto own =
+        static_cast<int>(std::count(tEntriesInCall.begin(), tEntriesInCall.end(), entry.get()));
+    for (int calls = entry->callsInProgress.load(); calls > own;
+         calls = entry->callsInProgress.load()) {
+        entry->callsInProgress.wait(calls);
+    }
+}
+
+}  // namespace
+
+NotificationCenter::Observation::Observation(std::weak_ptr<Registry> registry,
+                                             std::shared_ptr<Entry> entry)
+    : registry_(std::move(registry)), entry_(std::move(entry)) {}
+
+NotificationCenter::Observation& NotificationCenter::Observation::operator=(
+    Observation&& other) noexcept {
+    if (this != &other) {
+        reset();
+        registry_ = std::move(other.registry_);
+        entry_ = std::move(other.entry_);
+    }
+    return *this;
+}
+
+NotificationCenter::Observation::~Observation() {
+    reset();
+}
+
+void NotificationCenter::Observation::reset() {
+    if (entry_) {
+        unregister(registry_.lock(), entry_);
+        entry_.reset();
+        registry_.reset();
+    }
+}
+
+NotificationCenter& NotificationCenter::defaultCenter() {
+    static NoDestructor<NotificationCenter> center;
+    return *center;
+}
+
+NotificationCenter::NotificationCenter() : registry_(std::make_shared<Registry>()) {}
+
+NotificationCenter::~NotificationCenter() = default;
+
+NotificationCenter::Observation NotificationCenter::addObserver(std::string name,
+                                                                Callback callback) {
+    auto entry = std::make_shared<Entry>();
+    entry->name = std::move(name);
+    entry->callback = std::move(callback);
+    return registerEntry(std::move(entry));
+}
+
+NotificationCenter::Observation NotificationCenter::addObserver(std::string name,
+                                                                const void* sender,
+                                                                Callback callback) {
+    auto entry = std::make_shared<Entry>();
+    entry->name = std::move(name);
+    entry->sender = sender;
+    entry->anySender = false;
+    entry->callback = std::move(callback);
+    return registerEntry(std::move(entry));
+}
+
+NotificationCenter::Observation NotificationCenter::registerEntry(std::shared_ptr<Entry> entry) {
+    {
+        std::lock_guard lock(registry_->mutex);
+        registry_->entries.push_back(entry);
+    }
+    return Observation(registry_, std::move(entry));
+}
+
+void NotificationCenter::post(const Notification& notification) {
+    std::vector<std::shared_ptr<Entry>> targets;
+    {
+        std::lock_guard lock(registry_->mutex);
+        for (const auto& entry : registry_->entries) {
+            if (entry->matches(notification)) {
+                targets.push_back(entry);
+            }
+        }
+    }
+    for (const auto& entry : targets) {
+        // Count the call before testing active: a remover that clears active after our
+        // test then sees the count and waits for us (both sides use sequential
+        // consistency, so one of them always sees the other).
+        entry->callsInProgress.fetch_add(1);
+        if (entry->active.load() && entry->callback) {
+            tEntriesInCall.push_back(entry.get());
+            entry->callback(notification);
+            tEntriesInCall.pop_back();
+        }
+        entry->callsInProgress.fetch_sub(1);
+        entry->callsInProgress.notify_all();
+    }
+}
+
+void NotificationCenter::post(std::string name, const void* sender, Value userInfo) {
+    post(Notification{std::move(name), sender, std::move(userInfo)});
+}
+
+}  // namespace velmora
