@@ -5,7 +5,7 @@ JOBS ?= $(shell nproc)
 BUILD := build/$(PRESET)
 VELMORA := $(BUILD)/tools/velmora/velmora
 
-.PHONY: all bootstrap configure build test demo bench sanitize fuzz format clean
+.PHONY: all bootstrap configure build test demo bench sanitize fuzz format clean install package
 
 all: build
 
@@ -39,6 +39,17 @@ fuzz:
 	@scripts/bootstrap fuzz
 	@$(MAKE) --no-print-directory build PRESET=fuzz
 	@scripts/fuzz build/fuzz $(FUZZ_SECONDS)
+
+# Optimised libraries, tool, headers, CMake and pkg-config files under PREFIX.
+PREFIX ?= /usr/local
+install:
+	@$(MAKE) --no-print-directory build PRESET=package
+	@cmake --install build/package --prefix "$(PREFIX)"
+
+# Debian packages (libvelmora0, velmora, libvelmora-dev) in build/package/.
+package:
+	@$(MAKE) --no-print-directory build PRESET=package
+	@cd build/package && cpack -G DEB
 
 format:
 	@git ls-files '*.h' '*.cpp' '*.c' | xargs clang-format -i

@@ -4,11 +4,22 @@ find_package(fmt REQUIRED)
 find_package(spdlog REQUIRED)
 find_package(CLI11 REQUIRED)
 find_package(PkgConfig REQUIRED)
-pkg_check_modules(ICU REQUIRED IMPORTED_TARGET icu-uc icu-i18n)
-pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0)
-pkg_check_modules(SQLITE3 REQUIRED IMPORTED_TARGET sqlite3)
-pkg_check_modules(GLES REQUIRED IMPORTED_TARGET egl glesv2)
-pkg_check_modules(PNG REQUIRED IMPORTED_TARGET libpng16)
+
+# velmora_pkg_dependency(PREFIX <pkg-config modules>...)
+# Finds a dependency through pkg-config as the imported target PkgConfig::PREFIX and
+# records it, so that the installed CMake package finds it the same way and the installed
+# pkg-config files require it by its module names.
+function(velmora_pkg_dependency prefix)
+    pkg_check_modules(${prefix} REQUIRED IMPORTED_TARGET GLOBAL ${ARGN})
+    set_property(GLOBAL APPEND PROPERTY VELMORA_PKG_DEPENDENCIES ${prefix})
+    set_property(GLOBAL PROPERTY VELMORA_PKG_MODULES_${prefix} "${ARGN}")
+endfunction()
+
+velmora_pkg_dependency(ICU icu-uc icu-i18n)
+velmora_pkg_dependency(PLIST libplist-2.0)
+velmora_pkg_dependency(SQLITE3 sqlite3)
+velmora_pkg_dependency(GLES egl glesv2)
+velmora_pkg_dependency(PNG libpng16)
 
 # Standalone Asio is header-only.
 find_path(ASIO_INCLUDE_DIR asio.hpp REQUIRED)

@@ -24,22 +24,43 @@ endif()
 # velmora_add_module(NAME DEPS <targets>...)
 # One library per folder of Velmora/, holding every source in that folder and its
 # sub-folders (platform/ is laid out by concern, imaging/ keeps its GL layer in gl/).
+# Shared (versioned, exporting only namespace velmora) unless VELMORA_SHARED is off; the
+# installed target is Velmora::NAME.
 function(velmora_add_module name)
     cmake_parse_arguments(ARG "" "" "DEPS" ${ARGN})
     file(GLOB_RECURSE sources CONFIGURE_DEPENDS
         "${CMAKE_CURRENT_SOURCE_DIR}/${name}/*.cpp" "${CMAKE_CURRENT_SOURCE_DIR}/${name}/*.c")
+    set(target velmora_${name})
     if(NOT sources)
         # A module whose folder holds only headers so far.
-        add_library(velmora_${name} INTERFACE)
-        target_include_directories(velmora_${name} INTERFACE "${PROJECT_SOURCE_DIR}")
-        target_link_libraries(velmora_${name} INTERFACE ${ARG_DEPS})
-        set_property(GLOBAL APPEND PROPERTY VELMORA_MODULES velmora_${name})
-        return()
+        add_library(${target} INTERFACE)
+        target_include_directories(${target} INTERFACE
+            "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>" "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>")
+        target_link_libraries(${target} INTERFACE ${ARG_DEPS})
+    else()
+        add_library(${target} ${sources})
+        target_include_directories(${target} PUBLIC
+            "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>" "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>")
+        target_link_libraries(${target} PUBLIC ${ARG_DEPS} PRIVATE velmora_build_options)
+        set_target_properties(${target} PROPERTIES
+            VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+        if(BUILD_SHARED_LIBS)
+            target_link_options(${target} PRIVATE
+                "-Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/velmora.map")
+            if(NOT VELMORA_SANITIZE)
+                # Every library names what it uses. (Clang links a sanitizer's runtime into
+                # executables only, so sanitized libraries keep its symbols undefined.)
+                target_link_options(${target} PRIVATE -Wl,--no-undefined)
+            endif()
+            set_property(TARGET ${target} APPEND PROPERTY
+                LINK_DEPENDS "${PROJECT_SOURCE_DIR}/cmake/velmora.map")
+        endif()
     endif()
-    add_library(velmora_${name} STATIC ${sources})
-    target_include_directories(velmora_${name} PUBLIC "${PROJECT_SOURCE_DIR}")
-    target_link_libraries(velmora_${name} PUBLIC ${ARG_DEPS} PRIVATE velmora_build_options)
-    set_property(GLOBAL APPEND PROPERTY VELMORA_MODULES velmora_${name})
+    set_target_properties(${target} PROPERTIES EXPORT_NAME ${name})
+    add_library(Velmora::${name} ALIAS ${target})
+    set_property(GLOBAL APPEND PROPERTY VELMORA_MODULES ${target})
+    set_property(GLOBAL APPEND PROPERTY VELMORA_MODULE_NAMES ${name})
+    set_property(GLOBAL PROPERTY VELMORA_MODULE_DEPS_${name} "${ARG_DEPS}")
 endfunction()
 
 # velmora_add_test(MODULE <module> [LABELS <labels>...] [DEPS <targets>...])

@@ -23,12 +23,12 @@
 #include <string>
 
 #include "Velmora/dates/NSDateAdditions.h"
-#include "Velmora/platform/locale/Calendar.h"
 #include "Velmora/platform/foundation/Date.h"
+#include "Velmora/platform/foundation/Value.h"
+#include "Velmora/platform/locale/Calendar.h"
 #include "Velmora/platform/locale/DateComponents.h"
 #include "Velmora/platform/locale/DateFormatter.h"
 #include "Velmora/platform/locale/TimeZone.h"
-#include "Velmora/platform/foundation/Value.h"
 
 namespace velmora {
 

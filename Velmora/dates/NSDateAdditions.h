@@ -17,8 +17,8 @@
 #include <optional>
 #include <vector>
 
-#include "Velmora/platform/locale/Calendar.h"
 #include "Velmora/platform/foundation/Date.h"
+#include "Velmora/platform/locale/Calendar.h"
 #include "Velmora/platform/locale/DateComponents.h"
 
 namespace velmora {

@@ -10,8 +10,8 @@
 
 #include "Velmora/imaging/GLImageFramebufferCache.h"
 #include "Velmora/imaging/GLProgram.h"
-#include "Velmora/platform/logging/Log.h"
 #include "Velmora/platform/dispatch/RunLoop.h"
+#include "Velmora/platform/logging/Log.h"
 
 namespace velmora {
 

@@ -4,8 +4,8 @@
 
 #include <fmt/format.h>
 
-#include "Velmora/platform/logging/Log.h"
 #include "Velmora/platform/foundation/Value.h"
+#include "Velmora/platform/logging/Log.h"
 
 namespace velmora {
 

@@ -13,9 +13,9 @@
 #include <memory>
 #include <string>
 
-#include "Velmora/platform/host/Application.h"
 #include "Velmora/platform/foundation/Date.h"
 #include "Velmora/platform/foundation/Object.h"
+#include "Velmora/platform/host/Application.h"
 
 namespace velmora {
 

@@ -5,8 +5,8 @@
 #include <mutex>
 #include <string>
 
-#include "Velmora/platform/host/Application.h"
 #include "Velmora/platform/dispatch/DispatchQueue.h"
+#include "Velmora/platform/host/Application.h"
 
 namespace velmora {
 namespace {

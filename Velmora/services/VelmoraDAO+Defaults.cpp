@@ -2,8 +2,8 @@
 // cloud-synced defaults; key-value observing of defaults; the idle (sleep) timer and the
 // network activity indicator.
 #include "Velmora/platform/foundation/InternalInconsistencyException.h"
-#include "Velmora/platform/logging/Log.h"
 #include "Velmora/platform/host/VLCloudUserDefaults.h"
+#include "Velmora/platform/logging/Log.h"
 #include "Velmora/services/DispatchHelpers.h"
 #include "Velmora/services/VelmoraDAO.h"
 

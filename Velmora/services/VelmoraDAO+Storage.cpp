@@ -2,10 +2,10 @@
 // directory) and whole-file storage in the documents directory.
 #include <system_error>
 
+#include "Velmora/platform/logging/Log.h"
 #include "Velmora/platform/storage/AtomicFile.h"
 #include "Velmora/platform/storage/KeyedArchiver.h"
 #include "Velmora/platform/storage/KeyedUnarchiver.h"
-#include "Velmora/platform/logging/Log.h"
 #include "Velmora/services/VelmoraDAO.h"
 
 namespace velmora {

@@ -4,10 +4,10 @@
 #include <cctype>
 #include <utility>
 
-#include "Velmora/platform/host/Bundle.h"
-#include "Velmora/platform/logging/Log.h"
 #include "Velmora/platform/foundation/NoDestructor.h"
 #include "Velmora/platform/foundation/SystemNotifications.h"
+#include "Velmora/platform/host/Bundle.h"
+#include "Velmora/platform/logging/Log.h"
 #include "Velmora/platform/logging/VLSystemLogger.h"
 #include "Velmora/services/DayBoundaries.h"
 #include "Velmora/services/VLLogFormatter.h"

@@ -25,15 +25,15 @@
 #include <string_view>
 #include <vector>
 
-#include "Velmora/platform/host/Application.h"
-#include "Velmora/platform/locale/Calendar.h"
-#include "Velmora/platform/locale/DateFormatter.h"
-#include "Velmora/platform/foundation/NotificationCenter.h"
-#include "Velmora/platform/locale/NumberFormatter.h"
 #include "Velmora/platform/dispatch/OperationQueue.h"
 #include "Velmora/platform/dispatch/RunLoop.h"
-#include "Velmora/platform/host/UserDefaults.h"
+#include "Velmora/platform/foundation/NotificationCenter.h"
 #include "Velmora/platform/foundation/Value.h"
+#include "Velmora/platform/host/Application.h"
+#include "Velmora/platform/host/UserDefaults.h"
+#include "Velmora/platform/locale/Calendar.h"
+#include "Velmora/platform/locale/DateFormatter.h"
+#include "Velmora/platform/locale/NumberFormatter.h"
 #include "Velmora/services/BackgroundTask.h"
 
 namespace velmora {

@@ -421,7 +421,6 @@ static int unaccent_utf8(sqlite3_context* context, const unsigned char* text, si
     return 1;
 }
 
-
 /* The first argument as UTF-16 in native byte order and its length in code units, or NULL
 ** when it is missing, NULL, or SQLite cannot convert it (out of memory). */
 static const uint16_t* text16_argument(int argc, sqlite3_value** argv, size_t* units) {

@@ -4,9 +4,9 @@
 
 #include <gtest/gtest.h>
 
-#include "Velmora/platform/host/Application.h"
 #include "Velmora/platform/dispatch/DispatchQueue.h"
 #include "Velmora/platform/dispatch/RunLoop.h"
+#include "Velmora/platform/host/Application.h"
 #include "Velmora/services/DispatchHelpers.h"
 
 #include "tests/support/TestSupport.h"

@@ -6,13 +6,13 @@
 
 #include <gtest/gtest.h>
 
-#include "Velmora/platform/storage/AtomicFile.h"
-#include "Velmora/platform/host/HeadlessApplication.h"
 #include "Velmora/platform/foundation/InternalInconsistencyException.h"
+#include "Velmora/platform/foundation/SystemNotifications.h"
+#include "Velmora/platform/host/HeadlessApplication.h"
+#include "Velmora/platform/host/VLCloudUserDefaults.h"
 #include "Velmora/platform/logging/Log.h"
 #include "Velmora/platform/logging/MemoryLogger.h"
-#include "Velmora/platform/foundation/SystemNotifications.h"
-#include "Velmora/platform/host/VLCloudUserDefaults.h"
+#include "Velmora/platform/storage/AtomicFile.h"
 #include "Velmora/services/VelmoraDAO.h"
 
 #include "tests/support/TestSupport.h"

@@ -12,10 +12,11 @@
 
 #include "Velmora/sqlite/sqlite3_unicode.h"
 
+#include "tests/support/TestSupport.h"
+
 namespace {
 
-const std::filesystem::path kUcd =
-    std::filesystem::path(__FILE__).parent_path() / "../../data/ucd/5.1.0";
+const std::filesystem::path kUcd = velmora::testing::sourceDirectory() / "data/ucd/5.1.0";
 
 std::vector<std::string> split(const std::string& line, char separator) {
     std::vector<std::string> fields;

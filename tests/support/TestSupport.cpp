@@ -10,6 +10,10 @@
 
 namespace velmora::testing {
 
+std::filesystem::path sourceDirectory() {
+    return VELMORA_SOURCE_DIR;
+}
+
 Date wallClockDate(const Calendar& calendar, int year, int month, int day, int hour, int minute,
                    int second) {
     DateComponents parts;

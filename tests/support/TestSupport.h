@@ -1,15 +1,19 @@
 #pragma once
 // Helpers every suite uses to pin what its results depend on.
 
+#include <filesystem>
 #include <functional>
 #include <string_view>
 
-#include "Velmora/platform/locale/Calendar.h"
 #include "Velmora/platform/foundation/Clock.h"
+#include "Velmora/platform/locale/Calendar.h"
 #include "Velmora/platform/locale/Locale.h"
 #include "Velmora/platform/locale/TimeZone.h"
 
 namespace velmora::testing {
+
+// The repository's root, for tests that read the data the project ships (data/...).
+std::filesystem::path sourceDirectory();
 
 // Pins the process clock for the scope's lifetime.
 class ScopedPinnedClock {

@@ -9,12 +9,12 @@
 #include <fmt/format.h>
 #include <unicode/locid.h>
 
-#include "Velmora/platform/locale/Calendar.h"
 #include "Velmora/platform/foundation/Clock.h"
+#include "Velmora/platform/host/UserDefaults.h"
+#include "Velmora/platform/locale/Calendar.h"
 #include "Velmora/platform/locale/DateFormatter.h"
 #include "Velmora/platform/locale/Locale.h"
 #include "Velmora/platform/locale/TimeZone.h"
-#include "Velmora/platform/host/UserDefaults.h"
 #include "Velmora/services/VelmoraDAO.h"
 #include "Velmora/services/VelmoraLogging.h"
 

@@ -4,10 +4,10 @@
 #include <cassert>
 #include <future>
 
-#include "Velmora/platform/foundation/NoDestructor.h"
 #include "Velmora/platform/dispatch/RunLoop.h"
 #include "Velmora/platform/dispatch/internal/SerialDispatchQueue.h"
 #include "Velmora/platform/dispatch/internal/WorkerPool.h"
+#include "Velmora/platform/foundation/NoDestructor.h"
 
 namespace velmora {
 namespace {

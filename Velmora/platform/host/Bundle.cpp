@@ -2,8 +2,8 @@
 
 #include <libintl.h>
 
-#include "Velmora/platform/host/Application.h"
 #include "Velmora/platform/foundation/NoDestructor.h"
+#include "Velmora/platform/host/Application.h"
 
 namespace velmora {
 

@@ -6,11 +6,11 @@
 #include <system_error>
 #include <utility>
 
-#include "Velmora/platform/foundation/Clock.h"
-#include "Velmora/platform/logging/Log.h"
-#include "Velmora/platform/foundation/NotificationCenter.h"
 #include "Velmora/platform/dispatch/RunLoop.h"
+#include "Velmora/platform/foundation/Clock.h"
+#include "Velmora/platform/foundation/NotificationCenter.h"
 #include "Velmora/platform/locale/TimeZone.h"
+#include "Velmora/platform/logging/Log.h"
 #include "Velmora/platform/storage/UserDirectories.h"
 
 namespace velmora {

@@ -36,8 +36,8 @@
 #include <string_view>
 #include <vector>
 
-#include "Velmora/platform/host/Application.h"
 #include "Velmora/platform/foundation/Date.h"
+#include "Velmora/platform/host/Application.h"
 
 namespace velmora {
 

@@ -8,11 +8,11 @@
 #include <unordered_map>
 #include <vector>
 
-#include "Velmora/platform/host/Application.h"
-#include "Velmora/platform/storage/AtomicFile.h"
 #include "Velmora/platform/dispatch/DispatchQueue.h"
-#include "Velmora/platform/logging/Log.h"
 #include "Velmora/platform/foundation/NoDestructor.h"
+#include "Velmora/platform/host/Application.h"
+#include "Velmora/platform/logging/Log.h"
+#include "Velmora/platform/storage/AtomicFile.h"
 #include "Velmora/platform/storage/PropertyList.h"
 #include "Velmora/platform/storage/UserDirectories.h"
 

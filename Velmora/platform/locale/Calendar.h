@@ -16,11 +16,11 @@
 
 #include <unicode/uversion.h>
 
-#include "Velmora/platform/locale/CalendarUnit.h"
 #include "Velmora/platform/foundation/Date.h"
+#include "Velmora/platform/foundation/Range.h"
+#include "Velmora/platform/locale/CalendarUnit.h"
 #include "Velmora/platform/locale/DateComponents.h"
 #include "Velmora/platform/locale/Locale.h"
-#include "Velmora/platform/foundation/Range.h"
 #include "Velmora/platform/locale/TimeZone.h"
 
 U_NAMESPACE_BEGIN

@@ -7,8 +7,8 @@
 #include <fmt/format.h>
 
 #include "Velmora/platform/storage/Coding.h"
-#include "Velmora/platform/storage/internal/KeyedArchiveFormat.h"
 #include "Velmora/platform/storage/PropertyList.h"
+#include "Velmora/platform/storage/internal/KeyedArchiveFormat.h"
 
 namespace velmora {
 

@@ -7,8 +7,8 @@
 
 #include <gtest/gtest.h>
 
-#include "Velmora/platform/foundation/Clock.h"
 #include "Velmora/platform/dispatch/RunLoop.h"
+#include "Velmora/platform/foundation/Clock.h"
 
 #include "tests/support/TestSupport.h"
 

@@ -3,10 +3,10 @@
 
 #include <gtest/gtest.h>
 
-#include "Velmora/platform/foundation/Clock.h"
-#include "Velmora/platform/host/HeadlessApplication.h"
-#include "Velmora/platform/foundation/NotificationCenter.h"
 #include "Velmora/platform/dispatch/RunLoop.h"
+#include "Velmora/platform/foundation/Clock.h"
+#include "Velmora/platform/foundation/NotificationCenter.h"
+#include "Velmora/platform/host/HeadlessApplication.h"
 #include "Velmora/platform/locale/TimeZone.h"
 
 #include "tests/platform/ScopedVelmoraHome.h"

@@ -5,13 +5,13 @@
 #include <gtest/gtest.h>
 
 #include "Velmora/platform/host/Application.h"
-#include "Velmora/platform/storage/AtomicFile.h"
+#include "Velmora/platform/host/UserDefaults.h"
+#include "Velmora/platform/host/VLCloudUserDefaults.h"
 #include "Velmora/platform/logging/Log.h"
 #include "Velmora/platform/logging/MemoryLogger.h"
+#include "Velmora/platform/storage/AtomicFile.h"
 #include "Velmora/platform/storage/PropertyList.h"
-#include "Velmora/platform/host/UserDefaults.h"
 #include "Velmora/platform/storage/UserDirectories.h"
-#include "Velmora/platform/host/VLCloudUserDefaults.h"
 
 #include "tests/platform/ScopedVelmoraHome.h"
 

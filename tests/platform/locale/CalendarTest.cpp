@@ -3,9 +3,9 @@
 
 #include <gtest/gtest.h>
 
-#include "Velmora/platform/locale/Calendar.h"
 #include "Velmora/platform/foundation/NotificationCenter.h"
 #include "Velmora/platform/foundation/SystemNotifications.h"
+#include "Velmora/platform/locale/Calendar.h"
 
 #include "tests/support/TestSupport.h"
 
