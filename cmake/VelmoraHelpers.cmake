@@ -42,8 +42,10 @@ function(velmora_add_module name)
         target_include_directories(${target} PUBLIC
             "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>" "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>")
         target_link_libraries(${target} PUBLIC ${ARG_DEPS} PRIVATE velmora_build_options)
+        # $ORIGIN: an installed library finds the modules it uses beside itself, wherever
+        # the tree was installed or unpacked.
         set_target_properties(${target} PROPERTIES
-            VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+            VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} INSTALL_RPATH "$ORIGIN")
         if(BUILD_SHARED_LIBS)
             target_link_options(${target} PRIVATE
                 "-Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/velmora.map")
