@@ -1,6 +1,8 @@
 #include "Velmora/json/VLJsonStreamParser.h"
 
 #include <charconv>
+#include <limits>
+#include <system_error>
 
 #include <fmt/format.h>
 
@@ -27,10 +29,19 @@ std::int64_t shortInteger(std::string_view text) {
     return negative ? -value : value;
 }
 
-// As strtod would read it in the C locale; from_chars ignores the process locale.
+// As strtod would read it in the C locale; from_chars ignores the process locale. Out of
+// range, from_chars leaves the value alone where strtod gives an infinity (1e309) or a
+// zero (1e-400), so those two are made here.
 double shortReal(std::string_view text) {
     double value = 0;
-    std::from_chars(text.data(), text.data() + text.size(), value);
+    const auto result = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (result.ec == std::errc::result_out_of_range) {
+        const bool negative = text.front() == '-';
+        const bool tiny =
+            text.find("e-") != std::string_view::npos || text.find("E-") != std::string_view::npos;
+        value = tiny ? 0.0 : std::numeric_limits<double>::infinity();
+        return negative ? -value : value;
+    }
     return value;
 }
 

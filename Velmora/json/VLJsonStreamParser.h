@@ -59,6 +59,12 @@ class VLJsonStreamParser {
     // Whether input that belongs to no complete token yet (other than whitespace) is
     // waiting for more data: at the end of a stream it means the text was cut short.
     bool hasPendingInput() const { return tokeniser_.hasPendingInput(); }
+    // Offset, counted from the first byte ever passed to parse, of the first byte of the
+    // token read last: after an Error, where the fault lies; after Complete, the closing
+    // bracket of the document.
+    std::uint64_t offset() const { return tokeniser_.streamOffset(); }
+    // The tokeniser, for callers that watch how much it scanned or holds.
+    const VLJsonTokeniser& tokeniser() const { return tokeniser_; }
 
   private:
     friend class VLJsonStreamParserState;

@@ -1,10 +1,15 @@
 // velmora json: reads JSON from a file or standard input through the stream parser and
 // writes each top-level document again, re-serialised by the stream writer, on its own
-// line. Only the document being read is held in memory.
+// line. Only the document being read is held in memory. Without --multi, anything but
+// whitespace after the first document is an error.
 //
 //   $ echo '{"b": [1, 2.50], "a": "x"}' | velmora json --sort-keys
 //   {"a":"x","b":[1,2.5]}
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -62,8 +67,23 @@ class DocumentPrinter : public VLJsonStreamParserAdapterDelegate {
 
 int fail(const std::string& message) {
     std::fflush(stdout);
-    std::fprintf(stderr, "error: %s\n", message.c_str());
+    std::fprintf(stderr, "error: velmora json: %s\n", message.c_str());
     return 1;
+}
+
+// Where in the input a problem lies, for the messages: "in.json at byte 12".
+std::string at(const JsonOptions& options, std::uint64_t offset) {
+    const bool stdinInput = options.file.empty() || options.file == "-";
+    return (stdinInput ? std::string("standard input") : options.file) + " at byte " +
+           std::to_string(offset);
+}
+
+// The first byte of text that is not whitespace as the tokeniser counts it, or npos.
+std::size_t firstNonWhitespace(std::string_view text) {
+    const auto* found = std::find_if(text.begin(), text.end(),
+                                     [](char c) { return c != ' ' && (c < '\t' || c > '\r'); });
+    return found == text.end() ? std::string_view::npos
+                               : static_cast<std::size_t>(found - text.begin());
 }
 
 int runJson(const JsonOptions& options) {
@@ -73,7 +93,7 @@ int runJson(const JsonOptions& options) {
     if (!options.file.empty() && options.file != "-") {
         owned.reset(std::fopen(options.file.c_str(), "rb"));
         if (!owned) {
-            return fail("cannot open " + options.file);
+            return fail("cannot open " + options.file + ": " + std::strerror(errno));
         }
         input = owned.get();
     }
@@ -85,27 +105,45 @@ int runJson(const JsonOptions& options) {
     parser.setDelegate(&adapter);
 
     std::vector<char> chunk(kChunkSize);
+    std::uint64_t total = 0;
     VLJsonParserStatus status = VLJsonParserStatus::WaitingForData;
-    while (status == VLJsonParserStatus::WaitingForData) {
+    std::string_view rest;  // read but not parsed: what follows the first document
+    for (;;) {
         const std::size_t read = std::fread(chunk.data(), 1, chunk.size(), input);
         if (read == 0) {
             break;
         }
-        status = parser.parse(std::string_view(chunk.data(), read));
-        if (!printer.error().empty()) {
-            return fail(printer.error());
+        const std::string_view bytes(chunk.data(), read);
+        total += read;
+        if (status != VLJsonParserStatus::WaitingForData) {
+            rest = bytes;
+        } else {
+            status = parser.parse(bytes);
+            if (!printer.error().empty()) {
+                return fail(at(options, parser.offset()) + ": " + printer.error());
+            }
+            if (status == VLJsonParserStatus::Error) {
+                return fail(at(options, parser.offset()) + ": " + parser.error());
+            }
+            // The closing bracket is one byte, so it came with this chunk.
+            if (status == VLJsonParserStatus::Complete) {
+                rest = bytes.substr(parser.offset() + 1 - (total - read));
+            }
         }
+        if (const std::size_t extra = firstNonWhitespace(rest); extra != std::string_view::npos) {
+            return fail(at(options, total - rest.size() + extra) +
+                        ": text after the first document (--multi reads several)");
+        }
+        rest = {};
     }
     if (std::ferror(input) != 0) {
-        return fail("cannot read " + (options.file.empty() ? std::string("input") : options.file));
-    }
-    if (status == VLJsonParserStatus::Error) {
-        return fail(parser.error());
+        return fail("cannot read " + (options.file.empty() ? std::string("input") : options.file) +
+                    ": " + std::strerror(errno));
     }
     if (status == VLJsonParserStatus::WaitingForData &&
         (parser.depth() > 0 || parser.hasPendingInput() ||
          (!options.multi && printer.documents() == 0))) {
-        return fail("Unexpected end of input");
+        return fail(at(options, total) + ": Unexpected end of input");
     }
     return std::fflush(stdout) == 0 ? 0 : fail("cannot write the output");
 }
@@ -121,7 +159,8 @@ void addJsonCommand(CLI::App& app, int& exitCode) {
     command->add_flag("--pretty", options->pretty, "Write human-readable, indented output");
     command->add_flag("--sort-keys", options->sortKeys, "Write object keys in ascending order");
     command->add_flag("--multi", options->multi,
-                      "Read several top-level documents one after another");
+                      "Read several top-level documents one after another (without it, text "
+                      "after the first document is an error)");
     command->add_option("FILE", options->file, "The input (standard input when absent or -)");
     command->callback([options, &exitCode] { exitCode = runJson(*options); });
 }
