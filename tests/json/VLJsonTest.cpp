@@ -54,6 +54,27 @@ TEST(VLJson, WriteThenParseRoundTrips) {
     EXPECT_EQ(error, "JSON serialisation not supported for Date");
 }
 
+// Fault pinned: "[1e309,-1e309,2e308,1E400]" read back and written as [0,0,0,0].
+TEST(VLJson, InfinitiesReadAreRefusedByTheWriter) {
+    const struct {
+        const char* text;
+        const char* error;
+    } cases[] = {
+        {"[1e309]", "+Infinity is not a valid number in JSON"},
+        {"[-1e309]", "-Infinity is not a valid number in JSON"},
+        {"[2e308, 1]", "+Infinity is not a valid number in JSON"},
+        {"{\"a\": 1E400}", "+Infinity is not a valid number in JSON"},
+    };
+    for (const auto& c : cases) {
+        const auto value = parseJson(c.text);
+        ASSERT_TRUE(value.has_value()) << c.text;
+        std::string error;
+        EXPECT_FALSE(writeJson(*value, {}, &error).has_value()) << c.text;
+        EXPECT_EQ(error, c.error) << c.text;
+    }
+    EXPECT_EQ(writeJson(*parseJson("[1e-400, 1e308]")), "[0,1e+308]");
+}
+
 struct Collected : VLJsonStreamParserAdapterDelegate {
     void parserFoundArray(VLJsonStreamParser&, const Value& array) override {
         items.push_back(array);
