@@ -1,51 +1,11 @@
 #include "Velmora/json/VLJsonStreamParser.h"
 
-#include <charconv>
-#include <limits>
-#include <system_error>
-
 #include <fmt/format.h>
 
-#include "Velmora/platform/foundation/Value.h"
+#include "Velmora/json/VLJsonNumber.h"
 #include "Velmora/platform/logging/Log.h"
 
 namespace velmora {
-
-namespace {
-
-// Integers this short fit in 64 bits with room to spare; longer ones become decimals.
-constexpr std::size_t kMaxShortInteger = 11;
-// Reals this short are read as doubles; longer ones become decimals, keeping every digit.
-constexpr std::size_t kMaxShortReal = 6;
-
-// The value of a short integer token, as strtol would give it: the tokeniser has already
-// refused leading zeros, so base 0 never sees an octal or hex prefix.
-std::int64_t shortInteger(std::string_view text) {
-    const bool negative = text.front() == '-';
-    std::int64_t value = 0;
-    for (std::size_t i = negative ? 1 : 0; i < text.size(); ++i) {
-        value = value * 10 + (text[i] - '0');
-    }
-    return negative ? -value : value;
-}
-
-// As strtod would read it in the C locale; from_chars ignores the process locale. Out of
-// range, from_chars leaves the value alone where strtod gives an infinity (1e309) or a
-// zero (1e-400), so those two are made here.
-double shortReal(std::string_view text) {
-    double value = 0;
-    const auto result = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (result.ec == std::errc::result_out_of_range) {
-        const bool negative = text.front() == '-';
-        const bool tiny =
-            text.find("e-") != std::string_view::npos || text.find("E-") != std::string_view::npos;
-        value = tiny ? 0.0 : std::numeric_limits<double>::infinity();
-        return negative ? -value : value;
-    }
-    return value;
-}
-
-}  // namespace
 
 VLJsonStreamParser::VLJsonStreamParser() {
     const auto& start = VLJsonStreamParserStateStart::sharedInstance();
@@ -202,16 +162,9 @@ void VLJsonStreamParser::reportString(VLJsonToken token, const VLJsonStreamParse
 }
 
 void VLJsonStreamParser::reportNumber(VLJsonToken token) {
-    if (delegate_ == nullptr) {
-        return;
-    }
-    const std::string_view text = tokeniser_.tokenView();
-    if (token == VLJsonToken::Integer && text.size() <= kMaxShortInteger) {
-        delegate_->parserFoundNumber(*this, Value(shortInteger(text)));
-    } else if (token == VLJsonToken::Real && text.size() <= kMaxShortReal) {
-        delegate_->parserFoundNumber(*this, Value(shortReal(text)));
-    } else {
-        delegate_->parserFoundNumber(*this, Value::decimal(text));
+    if (delegate_ != nullptr) {
+        delegate_->parserFoundNumber(
+            *this, VLJsonNumber(tokeniser_.tokenView(), token == VLJsonToken::Real));
     }
 }
 

@@ -4,10 +4,10 @@
 // value, ...) to its delegate as soon as the event's last byte has arrived, and never
 // needs the whole document. A top-level document must be an array or an object.
 //
-// Numbers: an integer of at most 11 characters becomes an Int, a real (fraction or
-// exponent) of at most 6 characters a Double, and every longer number an exact Decimal
-// built from its text. A number is only known to be complete when the byte after it
-// arrives.
+// Numbers reach the delegate as VLJsonNumber views of their text; their value is an Int
+// for an integer of at most 11 characters, a Double for a real (fraction or exponent) of
+// at most 6 characters, and an exact Decimal built from the text for every longer
+// number. A number is only known to be complete when the byte after it arrives.
 //
 // Thread safety: one parser serves one stream on one thread at a time.
 //

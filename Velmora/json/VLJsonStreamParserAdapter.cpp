@@ -107,8 +107,9 @@ void VLJsonStreamParserAdapter::parserFoundNull(VLJsonStreamParser& parser) {
     found(parser, Value::null());
 }
 
-void VLJsonStreamParserAdapter::parserFoundNumber(VLJsonStreamParser& parser, const Value& number) {
-    found(parser, number);
+void VLJsonStreamParserAdapter::parserFoundNumber(VLJsonStreamParser& parser,
+                                                  const VLJsonNumber& number) {
+    found(parser, number.value());
 }
 
 void VLJsonStreamParserAdapter::parserFoundString(VLJsonStreamParser& parser,

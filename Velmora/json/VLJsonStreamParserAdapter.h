@@ -18,6 +18,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Velmora/json/VLJsonNumber.h"
 #include "Velmora/json/VLJsonStreamParserAdapterDelegate.h"
 #include "Velmora/json/VLJsonStreamParserDelegate.h"
 #include "Velmora/platform/foundation/Value.h"
@@ -42,7 +43,7 @@ class VLJsonStreamParserAdapter : public VLJsonStreamParserDelegate {
     void parserFoundArrayEnd(VLJsonStreamParser& parser) override;
     void parserFoundBoolean(VLJsonStreamParser& parser, bool value) override;
     void parserFoundNull(VLJsonStreamParser& parser) override;
-    void parserFoundNumber(VLJsonStreamParser& parser, const Value& number) override;
+    void parserFoundNumber(VLJsonStreamParser& parser, const VLJsonNumber& number) override;
     void parserFoundString(VLJsonStreamParser& parser, std::string_view string) override;
 
   private:
