@@ -7,6 +7,15 @@
 
 namespace velmora {
 
+inline void VLJsonStreamParser::transition(const VLJsonStreamParserState& state,
+                                           VLJsonToken token) {
+    if (const VLJsonStreamParserState* next = state.nextState(token)) {
+        states_[depth_] = next;
+    } else {
+        state.parserShouldTransitionTo(*this, token);
+    }
+}
+
 VLJsonStreamParser::VLJsonStreamParser() {
     const auto& start = VLJsonStreamParserStateStart::sharedInstance();
     states_.assign(maxDepth_ + 1, nullptr);
@@ -77,18 +86,18 @@ VLJsonParserStatus VLJsonStreamParser::parse(std::string_view bytes) {
                         if (delegate_ != nullptr) {
                             delegate_->parserFoundObjectStart(*this);
                         }
-                        states_[++depth_] = &VLJsonStreamParserStateObjectStart::sharedInstance();
+                        states_[++depth_] = objectStart_;
                     } else {
                         if (delegate_ != nullptr) {
                             delegate_->parserFoundArrayStart(*this);
                         }
-                        states_[++depth_] = &VLJsonStreamParserStateArrayStart::sharedInstance();
+                        states_[++depth_] = arrayStart_;
                     }
                     break;
                 case VLJsonToken::ObjectEnd:
                 case VLJsonToken::ArrayEnd:
                     --depth_;
-                    states_[depth_]->parserShouldTransitionTo(*this, token);
+                    transition(*states_[depth_], token);
                     if (delegate_ != nullptr) {
                         if (token == VLJsonToken::ObjectEnd) {
                             delegate_->parserFoundObjectEnd(*this);
@@ -99,7 +108,7 @@ VLJsonParserStatus VLJsonStreamParser::parse(std::string_view bytes) {
                     break;
                 case VLJsonToken::KeyValueSeparator:
                 case VLJsonToken::ValueSeparator:
-                    state.parserShouldTransitionTo(*this, token);
+                    transition(state, token);
                     break;
                 case VLJsonToken::String:
                 case VLJsonToken::EncodedString:
@@ -108,20 +117,20 @@ VLJsonParserStatus VLJsonStreamParser::parse(std::string_view bytes) {
                 case VLJsonToken::Integer:
                 case VLJsonToken::Real:
                     reportNumber(token);
-                    state.parserShouldTransitionTo(*this, token);
+                    transition(state, token);
                     break;
                 case VLJsonToken::True:
                 case VLJsonToken::False:
                     if (delegate_ != nullptr) {
                         delegate_->parserFoundBoolean(*this, token == VLJsonToken::True);
                     }
-                    state.parserShouldTransitionTo(*this, token);
+                    transition(state, token);
                     break;
                 case VLJsonToken::Null:
                     if (delegate_ != nullptr) {
                         delegate_->parserFoundNull(*this);
                     }
-                    state.parserShouldTransitionTo(*this, token);
+                    transition(state, token);
                     break;
                 default:
                     break;
@@ -158,7 +167,7 @@ void VLJsonStreamParser::reportString(VLJsonToken token, const VLJsonStreamParse
             delegate_->parserFoundString(*this, text);
         }
     }
-    state.parserShouldTransitionTo(*this, token);
+    transition(state, token);
 }
 
 void VLJsonStreamParser::reportNumber(VLJsonToken token) {

@@ -73,6 +73,7 @@ class VLJsonStreamParser {
     // Every error text of the parser is made here; puts the Error state at the current
     // level.
     void fail(Fault fault, VLJsonToken token = VLJsonToken::Error);
+    void transition(const VLJsonStreamParserState& state, VLJsonToken token);
     void reportString(VLJsonToken token, const VLJsonStreamParserState& state);
     void reportNumber(VLJsonToken token);
 
@@ -84,6 +85,11 @@ class VLJsonStreamParser {
     std::uint64_t maxDepth_ = kDefaultMaxDepth;
     std::string error_;
     std::string decoded_;  // reused for strings with escapes
+    // The states every container opens with, looked up once.
+    const VLJsonStreamParserState* objectStart_ =
+        &VLJsonStreamParserStateObjectStart::sharedInstance();
+    const VLJsonStreamParserState* arrayStart_ =
+        &VLJsonStreamParserStateArrayStart::sharedInstance();
 };
 
 }  // namespace velmora

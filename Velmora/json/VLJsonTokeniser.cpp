@@ -72,6 +72,32 @@ std::size_t scanStringRun(const char* p, std::size_t i, bool& sawHighBytes) {
 #endif
 }
 
+// Index of the first byte at or after i that is not whitespace (the sentinel is not, so
+// the scan always stops).
+std::size_t skipWhitespaceRun(const char* p, std::size_t i) {
+#if defined(__SSE2__)
+    const __m128i space = _mm_set1_epi8(' ');
+    const __m128i tab = _mm_set1_epi8('\t');
+    const __m128i controlSpan = _mm_set1_epi8('\r' - '\t');
+    for (;;) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i));
+        const __m128i offset = _mm_sub_epi8(v, tab);
+        const __m128i control = _mm_cmpeq_epi8(_mm_min_epu8(offset, controlSpan), offset);
+        const __m128i white = _mm_or_si128(_mm_cmpeq_epi8(v, space), control);
+        const auto other = ~static_cast<unsigned>(_mm_movemask_epi8(white)) & 0xFFFFu;
+        if (other != 0) {
+            return i + static_cast<unsigned>(__builtin_ctz(other));
+        }
+        i += 16;
+    }
+#else
+    while (isWhitespace(p[i])) {
+        ++i;
+    }
+    return i;
+#endif
+}
+
 }  // namespace
 
 VLJsonTokeniser::VLJsonTokeniser() {
@@ -133,8 +159,14 @@ bool VLJsonTokeniser::hasPendingInput() const {
 void VLJsonTokeniser::skipWhitespace() {
     const char* p = data();
     auto i = static_cast<std::size_t>(tokenStart_);
-    while (isWhitespace(p[i])) {
-        ++i;
+    // Most tokens follow their predecessor directly or after one space; indentation is
+    // skipped a block at a time.
+    if (!isWhitespace(p[i])) {
+        return;
+    }
+    ++i;
+    if (isWhitespace(p[i])) {
+        i = skipWhitespaceRun(p, i);
     }
     tokenStart_ = i;
 }
