@@ -284,6 +284,17 @@ bool VLJsonStreamWriter::writeString(std::string_view string) {
 }
 
 void VLJsonStreamWriter::appendQuoted(std::string_view string) {
+    // A string with nothing to escape is its own escaped form: one scan finds that
+    // sooner than the cache's hash and lock would, so only the others go to the cache.
+    const char* p = string.data();
+    const std::size_t first = findEscape(p, 0, string.size());
+    if (first == string.size()) {
+        data_.reserve(data_.size() + string.size() + 2);
+        data_.push_back('"');
+        data_.append(string);
+        data_.push_back('"');
+        return;
+    }
     VLJsonStringCache& cache = VLJsonStringCache::shared();
     if (cache.appendCached(string, data_)) {
         return;
@@ -291,8 +302,8 @@ void VLJsonStreamWriter::appendQuoted(std::string_view string) {
     escaped_.clear();
     escaped_.reserve(string.size() + string.size() / 10 + 2);
     escaped_.push_back('"');
-    const char* p = string.data();
-    std::size_t i = 0;
+    escaped_.append(p, first);
+    std::size_t i = first;
     while (i < string.size()) {
         const std::size_t special = findEscape(p, i, string.size());
         escaped_.append(p + i, special - i);
