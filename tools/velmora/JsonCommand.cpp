@@ -1,6 +1,7 @@
 // velmora json: reads JSON from a file or standard input through the stream parser and
 // writes each top-level document again, re-serialised by the stream writer, on its own
-// line. Only the document being read is held in memory. Without --multi, anything but
+// line. Without --sort-keys the parser's events go straight to the writer, so memory
+// holds the document's text and its output, not its tree. Without --multi, anything but
 // whitespace after the first document is an error.
 //
 //   $ echo '{"b": [1, 2.50], "a": "x"}' | velmora json --sort-keys
@@ -14,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "Velmora/json/VLJsonStreamCopier.h"
 #include "Velmora/json/VLJsonStreamParser.h"
 #include "Velmora/json/VLJsonStreamParserAdapter.h"
 #include "Velmora/json/VLJsonStreamWriter.h"
@@ -42,6 +44,23 @@ class DocumentPrinter : public VLJsonStreamParserAdapterDelegate {
 
     const std::string& error() const { return error_; }
     std::size_t documents() const { return documents_; }
+
+    void printText(std::string_view text) {
+        ++documents_;
+        std::fwrite(text.data(), 1, text.size(), stdout);
+        std::fputc('\n', stdout);
+    }
+
+    void setError(std::string error) { error_ = std::move(error); }
+
+    // The document read again into a tree and written from it.
+    void reprint(std::string_view text) {
+        VLJsonStreamParserAdapter adapter;
+        adapter.setDelegate(this);
+        VLJsonStreamParser parser;
+        parser.setDelegate(&adapter);
+        parser.parse(text);
+    }
 
   private:
     void print(const Value& document) {
@@ -104,6 +123,30 @@ int runJson(const JsonOptions& options) {
     parser.setMulti(options.multi);
     parser.setDelegate(&adapter);
 
+    // Without --sort-keys, no tree: the events are copied to the writer. The bytes of the
+    // document being read are kept, so that one whose object repeats a key (which the
+    // tree writes once, with its last value) can be read again into a tree.
+    const bool copying = !options.sortKeys;
+    std::string text;                 // input from textStart on
+    std::uint64_t textStart = 0;      // stream offset of text's first byte
+    std::uint64_t documentStart = 0;  // stream offset where the current document's text begins
+    VLJsonStreamCopier copier([&](std::string_view written) {
+        const std::uint64_t end = parser.offset() + 1;
+        if (!copier.error().empty()) {
+            printer.setError(copier.error());
+        } else if (copier.sawRepeatedKey()) {
+            printer.reprint(
+                std::string_view(text).substr(documentStart - textStart, end - documentStart));
+        } else {
+            printer.printText(written);
+        }
+        documentStart = end;
+    });
+    copier.setHumanReadable(options.pretty);
+    if (copying) {
+        parser.setDelegate(&copier);
+    }
+
     std::vector<char> chunk(kChunkSize);
     std::uint64_t total = 0;
     VLJsonParserStatus status = VLJsonParserStatus::WaitingForData;
@@ -118,6 +161,16 @@ int runJson(const JsonOptions& options) {
         if (status != VLJsonParserStatus::WaitingForData) {
             rest = bytes;
         } else {
+            if (copying) {
+                // Bytes before the current document are dropped once they are the larger
+                // part, so the kept text stays within twice the document.
+                const auto done = static_cast<std::size_t>(documentStart - textStart);
+                if (done > text.size() / 2) {
+                    text.erase(0, done);
+                    textStart = documentStart;
+                }
+                text.append(bytes);
+            }
             status = parser.parse(bytes);
             if (!printer.error().empty()) {
                 return fail(at(options, parser.offset()) + ": " + printer.error());
