@@ -1,10 +1,11 @@
+// The tokeniser's decoding of string tokens, its UTF-8 check and its error texts.
+#include <cstdint>
 #include <cstring>
 
 #include <fmt/format.h>
 
 #include "Velmora/json/VLJsonTokeniser.h"
 
-// The tokeniser's decoding of string tokens, its UTF-8 check and its error texts.
 namespace velmora {
 
 namespace {
@@ -15,6 +16,18 @@ bool isValidUtf8(std::string_view text) {
     const std::size_t n = text.size();
     std::size_t i = 0;
     while (i < n) {
+        // ASCII runs eight bytes at a time.
+        while (n - i >= 8) {
+            std::uint64_t word;
+            std::memcpy(&word, s + i, sizeof word);
+            if ((word & 0x8080808080808080ull) != 0) {
+                break;
+            }
+            i += 8;
+        }
+        if (i == n) {
+            break;
+        }
         const unsigned char c = s[i];
         if (c < 0x80) {
             ++i;
