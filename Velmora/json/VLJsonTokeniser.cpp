@@ -21,10 +21,6 @@ bool isDigit(char c) {
     return c >= '0' && c <= '9';
 }
 
-bool isWhitespace(char c) {
-    return c == ' ' || (c >= '\t' && c <= '\r');
-}
-
 int hexValue(char c) {
     if (c >= '0' && c <= '9') {
         return c - '0';
@@ -91,7 +87,7 @@ std::size_t skipWhitespaceRun(const char* p, std::size_t i) {
         i += 16;
     }
 #else
-    while (isWhitespace(p[i])) {
+    while (p[i] == ' ' || (p[i] >= '\t' && p[i] <= '\r')) {
         ++i;
     }
     return i;
@@ -156,21 +152,6 @@ bool VLJsonTokeniser::hasPendingInput() const {
     return false;
 }
 
-void VLJsonTokeniser::skipWhitespace() {
-    const char* p = data();
-    auto i = static_cast<std::size_t>(tokenStart_);
-    // Most tokens follow their predecessor directly or after one space; indentation is
-    // skipped a block at a time.
-    if (!isWhitespace(p[i])) {
-        return;
-    }
-    ++i;
-    if (isWhitespace(p[i])) {
-        i = skipWhitespaceRun(p, i);
-    }
-    tokenStart_ = i;
-}
-
 VLJsonToken VLJsonTokeniser::suspend(std::size_t index) {
     scannedBytes_ += index - tokenStart_ - resumeOffset_;
     resumeOffset_ = index - tokenStart_;
@@ -178,64 +159,26 @@ VLJsonToken VLJsonTokeniser::suspend(std::size_t index) {
     return VLJsonToken::Eof;
 }
 
-VLJsonToken VLJsonTokeniser::next() {
-    tokenStart_ += tokenLength_;
-    tokenLength_ = 0;
-    if (resuming_) {
-        // The token the input cut short last time starts at tokenStart_ already.
-        return data()[tokenStart_] == '"' ? matchString() : matchNumber();
+VLJsonToken VLJsonTokeniser::resume() {
+    return data()[tokenStart_] == '"' ? matchString() : matchNumber();
+}
+
+VLJsonToken VLJsonTokeniser::endOrNul() {
+    // A NUL inside the input is not the end of it; only the sentinel is.
+    if (tokenStart_ == end()) {
+        return VLJsonToken::Eof;
     }
-    skipWhitespace();
-    switch (data()[tokenStart_]) {
-        case '\0':
-            // A NUL inside the input is not the end of it; only the sentinel is.
-            if (tokenStart_ == end()) {
-                return VLJsonToken::Eof;
-            }
-            return fail(Fault::UnrecognisedLeadingCharacter, tokenStart_);
-        case '"':
-            return matchString();
-        case '+':
-            return fail(Fault::LeadingPlus, tokenStart_);
-        case '-':
-        case '0':
-        case '1':
-        case '2':
-        case '3':
-        case '4':
-        case '5':
-        case '6':
-        case '7':
-        case '8':
-        case '9':
-            return matchNumber();
-        case '{':
-            tokenLength_ = 1;
-            return VLJsonToken::ObjectStart;
-        case ':':
-            tokenLength_ = 1;
-            return VLJsonToken::KeyValueSeparator;
-        case '}':
-            tokenLength_ = 1;
-            return VLJsonToken::ObjectEnd;
-        case '[':
-            tokenLength_ = 1;
-            return VLJsonToken::ArrayStart;
-        case ']':
-            tokenLength_ = 1;
-            return VLJsonToken::ArrayEnd;
-        case ',':
-            tokenLength_ = 1;
-            return VLJsonToken::ValueSeparator;
-        case 't':
-            return match("true", VLJsonToken::True);
-        case 'f':
-            return match("false", VLJsonToken::False);
-        case 'n':
-            return match("null", VLJsonToken::Null);
-        default:
-            return fail(Fault::UnrecognisedLeadingCharacter, tokenStart_);
-    }
+    return fail(Fault::UnrecognisedLeadingCharacter, tokenStart_);
+}
+
+VLJsonToken VLJsonTokeniser::unrecognised() {
+    return fail(
+        data()[tokenStart_] == '+' ? Fault::LeadingPlus : Fault::UnrecognisedLeadingCharacter,
+        tokenStart_);
+}
+
+std::size_t VLJsonTokeniser::skipWhitespaceFrom(const char* p, std::size_t i) {
+    return skipWhitespaceRun(p, i);
 }
 
 VLJsonToken VLJsonTokeniser::match(std::string_view literal, VLJsonToken kind) {

@@ -35,8 +35,60 @@ class VLJsonTokeniser {
     void appendData(std::string_view bytes);
 
     // Advances past the previous token and scans the next one. Eof means the input ends
-    // inside (or before) a token: append more and call again.
-    VLJsonToken next();
+    // inside (or before) a token: append more and call again. Inline, so that a caller's
+    // switch on the token can fold into this one's switch on the byte.
+    VLJsonToken next() {
+        tokenStart_ += tokenLength_;
+        tokenLength_ = 0;
+        if (resuming_) [[unlikely]] {
+            return resume();
+        }
+        skipWhitespace();
+        switch (data()[tokenStart_]) {
+            case '\0':
+                return endOrNul();
+            case '"':
+                return matchString();
+            case '-':
+            case '0':
+            case '1':
+            case '2':
+            case '3':
+            case '4':
+            case '5':
+            case '6':
+            case '7':
+            case '8':
+            case '9':
+                return matchNumber();
+            case '{':
+                tokenLength_ = 1;
+                return VLJsonToken::ObjectStart;
+            case ':':
+                tokenLength_ = 1;
+                return VLJsonToken::KeyValueSeparator;
+            case '}':
+                tokenLength_ = 1;
+                return VLJsonToken::ObjectEnd;
+            case '[':
+                tokenLength_ = 1;
+                return VLJsonToken::ArrayStart;
+            case ']':
+                tokenLength_ = 1;
+                return VLJsonToken::ArrayEnd;
+            case ',':
+                tokenLength_ = 1;
+                return VLJsonToken::ValueSeparator;
+            case 't':
+                return match("true", VLJsonToken::True);
+            case 'f':
+                return match("false", VLJsonToken::False);
+            case 'n':
+                return match("null", VLJsonToken::Null);
+            default:
+                return unrecognised();  // a leading + has its own message
+        }
+    }
 
     // The current token's bytes (strings with their quotes); false when there is none.
     bool getToken(const char*& token, std::size_t& length) const;
@@ -116,7 +168,26 @@ class VLJsonTokeniser {
     void finish(std::size_t index);
     VLJsonToken finishNumber(std::size_t index, bool isReal);
 
-    void skipWhitespace();
+    // Bytes 9 to 13 and the space: wider than the JSON grammar, deliberately.
+    static bool isWhitespace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+    void skipWhitespace() {
+        const char* p = data();
+        auto i = static_cast<std::size_t>(tokenStart_);
+        // Most tokens follow their predecessor directly or after one space; indentation
+        // is skipped a block at a time.
+        if (!isWhitespace(p[i])) {
+            return;
+        }
+        ++i;
+        if (isWhitespace(p[i])) {
+            i = skipWhitespaceFrom(p, i);
+        }
+        tokenStart_ = i;
+    }
+    static std::size_t skipWhitespaceFrom(const char* p, std::size_t i);
+    VLJsonToken resume();
+    VLJsonToken endOrNul();
+    VLJsonToken unrecognised();
     VLJsonToken match(std::string_view literal, VLJsonToken kind);
     VLJsonToken matchString();
     VLJsonToken matchNumber();
