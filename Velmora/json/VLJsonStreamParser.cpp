@@ -80,7 +80,7 @@ VLJsonParserStatus VLJsonStreamParser::parse(std::string_view bytes) {
                 case VLJsonToken::ArrayStart:
                     if (depth_ >= maxDepth_) {
                         fail(Fault::MaxDepth);
-                        break;
+                        return VLJsonParserStatus::Error;
                     }
                     if (token == VLJsonToken::ObjectStart) {
                         if (delegate_ != nullptr) {
@@ -105,6 +105,10 @@ VLJsonParserStatus VLJsonStreamParser::parse(std::string_view bytes) {
                             delegate_->parserFoundArrayEnd(*this);
                         }
                     }
+                    // Only a close can end the document, so only here is stopping checked.
+                    if (states_[depth_]->parserShouldStop(*this)) {
+                        return states_[depth_]->parserShouldReturn(*this);
+                    }
                     break;
                 case VLJsonToken::KeyValueSeparator:
                 case VLJsonToken::ValueSeparator:
@@ -112,7 +116,9 @@ VLJsonParserStatus VLJsonStreamParser::parse(std::string_view bytes) {
                     break;
                 case VLJsonToken::String:
                 case VLJsonToken::EncodedString:
-                    reportString(token, state);
+                    if (!reportString(token, state)) {
+                        return VLJsonParserStatus::Error;
+                    }
                     break;
                 case VLJsonToken::Integer:
                 case VLJsonToken::Real:
@@ -135,28 +141,25 @@ VLJsonParserStatus VLJsonStreamParser::parse(std::string_view bytes) {
                 default:
                     break;
             }
-            if (states_[depth_]->parserShouldStop(*this)) {
-                break;
-            }
         }
     }
     return states_[depth_]->parserShouldReturn(*this);
 }
 
-void VLJsonStreamParser::reportString(VLJsonToken token, const VLJsonStreamParserState& state) {
+bool VLJsonStreamParser::reportString(VLJsonToken token, const VLJsonStreamParserState& state) {
     std::string_view text;
     if (token == VLJsonToken::String) {
         if (!tokeniser_.isStringTokenValidUtf8()) {
             tokeniser_.decodeStringToken(decoded_);  // sets the tokeniser's error
             fail(Fault::Tokeniser);
-            return;
+            return false;
         }
         const std::string_view quoted = tokeniser_.tokenView();
         text = quoted.substr(1, quoted.size() - 2);
     } else {
         if (!tokeniser_.decodeStringToken(decoded_)) {
             fail(Fault::Tokeniser);
-            return;
+            return false;
         }
         text = decoded_;
     }
@@ -168,6 +171,7 @@ void VLJsonStreamParser::reportString(VLJsonToken token, const VLJsonStreamParse
         }
     }
     transition(state, token);
+    return true;
 }
 
 void VLJsonStreamParser::reportNumber(VLJsonToken token) {
