@@ -74,6 +74,7 @@ class VLJsonStreamParser {
     // level.
     void fail(Fault fault, VLJsonToken token = VLJsonToken::Error);
     void transition(const VLJsonStreamParserState& state, VLJsonToken token);
+    void takeValueSeparator();
     // False (with the error set) when the string is not valid.
     bool reportString(VLJsonToken token, const VLJsonStreamParserState& state);
     void reportNumber(VLJsonToken token);

@@ -90,6 +90,20 @@ class VLJsonTokeniser {
         }
     }
 
+    // Advances past the previous token like next() and answers whether the next token is
+    // the one-byte separator (':' or ','); when it is, it becomes the current token. A
+    // parser that knows which separator is due takes it here without the dispatch.
+    bool nextIsSeparator(char separator) {
+        tokenStart_ += tokenLength_;
+        tokenLength_ = 0;
+        skipWhitespace();
+        if (data()[tokenStart_] != separator) {
+            return false;
+        }
+        tokenLength_ = 1;
+        return true;
+    }
+
     // The current token's bytes (strings with their quotes); false when there is none.
     bool getToken(const char*& token, std::size_t& length) const;
     std::string_view tokenView() const { return {data() + tokenStart_, tokenLength_}; }
