@@ -1,6 +1,7 @@
 #include "Velmora/json/VLJsonTokeniser.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 
 #include <fmt/format.h>
@@ -66,6 +67,30 @@ std::size_t scanStringRun(const char* p, std::size_t i, bool& sawHighBytes) {
         sawHighBytes = sawHighBytes || c >= 128;
     }
 #endif
+}
+
+// Index of the first byte at or after i that is not a digit, eight bytes at a time (the
+// sentinel is no digit, so the scan stops within the padding). XOR with '0' maps exactly
+// the digits to 0 to 9; adding 0x76 to the low seven bits then sets the top bit of every
+// other byte without carrying into the next.
+std::size_t skipDigits(const char* p, std::size_t i) {
+    if constexpr (std::endian::native != std::endian::little) {
+        while (isDigit(p[i])) {
+            ++i;
+        }
+        return i;
+    }
+    for (;;) {
+        std::uint64_t word;
+        std::memcpy(&word, p + i, sizeof word);
+        const std::uint64_t y = word ^ 0x3030303030303030ull;
+        const std::uint64_t other =
+            (((y & 0x7F7F7F7F7F7F7F7Full) + 0x7676767676767676ull) | y) & 0x8080808080808080ull;
+        if (other != 0) {
+            return i + static_cast<unsigned>(__builtin_ctzll(other)) / 8;
+        }
+        i += 8;
+    }
 }
 
 // Index of the first byte at or after i that is not whitespace (the sentinel is not, so
@@ -356,9 +381,7 @@ VLJsonToken VLJsonTokeniser::matchNumber() {
             }
             [[fallthrough]];
         case NumberPhase::Integer:
-            while (isDigit(p[i])) {
-                ++i;
-            }
+            i = skipDigits(p, i);
             if (p[integerStart] == '0' && i > integerStart + 1) {
                 finish(i);
                 return fail(Fault::LeadingZero, tokenStart_);
@@ -382,9 +405,7 @@ VLJsonToken VLJsonTokeniser::matchNumber() {
             }
             [[fallthrough]];
         case NumberPhase::Fraction:
-            while (isDigit(p[i])) {
-                ++i;
-            }
+            i = skipDigits(p, i);
             if (i == end()) {
                 return wait(NumberPhase::Fraction);
             }
@@ -419,9 +440,7 @@ VLJsonToken VLJsonTokeniser::matchNumber() {
             }
             [[fallthrough]];
         default:
-            while (isDigit(p[i])) {
-                ++i;
-            }
+            i = skipDigits(p, i);
             if (i == end()) {
                 return wait(NumberPhase::Exponent);
             }

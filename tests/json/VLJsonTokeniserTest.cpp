@@ -202,6 +202,27 @@ TEST(VLJsonTokeniser, BufferStaysSmallWhileManyShortTokensStream) {
     EXPECT_EQ(tokeniser.streamOffset(), 2000 * chunk.size());
 }
 
+// Digits are scanned eight at a time: runs of every length up to three words, ended by
+// the bytes on either side of the digits and by bytes whose low bits look like digits.
+TEST(VLJsonTokeniser, DigitRunsOfEveryLengthEndWhereTheDigitsEnd) {
+    const char terminators[] = {'/', ':', ' ', ',', ']', '\xB5', '\x10', 'p'};
+    for (std::size_t length = 1; length <= 24; ++length) {
+        for (const char terminator : terminators) {
+            std::string digits(length, '7');
+            digits[0] = '1';
+            for (const std::string& number :
+                 {digits, "-" + digits, digits + ".5" + digits, "0." + digits + "e-" + digits}) {
+                VLJsonTokeniser tokeniser;
+                tokeniser.appendData(number + terminator + "9999999999");
+                const VLJsonToken token = tokeniser.next();
+                ASSERT_TRUE(token == VLJsonToken::Integer || token == VLJsonToken::Real)
+                    << number << tokeniser.error();
+                EXPECT_EQ(tokeniser.tokenView(), number) << int(terminator);
+            }
+        }
+    }
+}
+
 TEST(VLJsonTokeniser, NumberAtTheEndOfTheInputWaitsForTheNextByte) {
     VLJsonTokeniser tokeniser;
     tokeniser.appendData("[12");
