@@ -176,7 +176,10 @@ CLI::Validator integerIn(std::int64_t minimum, std::int64_t maximum) {
             text = std::to_string(*value);
             return std::string();
         },
-        fmt::format("{} to {}", minimum, maximum));
+        // A range as wide as the option's type says nothing the help needs.
+        minimum <= std::numeric_limits<int>::min() && maximum >= std::numeric_limits<int>::max()
+            ? std::string()
+            : fmt::format("{} to {}", minimum, maximum));
 }
 
 CLI::Validator numberIn(double minimum, double maximum) {

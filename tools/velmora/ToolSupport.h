@@ -6,12 +6,13 @@
 // status 1) or usageError() (bad arguments, exit status 2); runTool() prints it as the
 // one line "error: velmora SUBCOMMAND: what was wrong" on stderr. Options that take a
 // number check their text with integerIn()/numberIn(), which refuse "0x10", "1.5" for an
-// integer, and values outside the range the help states. Output goes through writeOut()
-// or std::cout; runTool() flushes it and turns a failed write into an error.
+// integer, and values outside the range the help states. Attach them with transform(),
+// not check(): CLI11 would read the "010" a check() lets through as octal. Output goes through
+// writeOut() or std::cout; runTool() flushes it and turns a failed write into an error.
 //
 // Thread safety: the tool's main thread only.
 //
-//   command->add_option("--hour", hour, "Hour (0-23)")->check(integerIn(0, 23));
+//   command->add_option("--hour", hour, "Hour (0-23)")->transform(integerIn(0, 23));
 //   command->callback([&] { if (!found) fail("no such entry 'x'"); writeLine("ok"); });
 //   return runTool(app, argc, argv, exitCode);
 
@@ -55,9 +56,9 @@ std::optional<std::int64_t> parseInteger(std::string_view text, std::int64_t min
 std::optional<double> parseNumber(std::string_view text, double minimum, double maximum,
                                   std::string* why = nullptr);
 
-// Option checks for CLI11 built on the two functions above; the failure reads
-// "--hour: 1000 is out of range (0 to 23)". Check before CLI11 converts the text, so
-// nothing lenient is ever read.
+// Option checks for CLI11 built on the two functions above, for transform(); the failure
+// reads "--hour: 1000 is out of range (0 to 23)". An accepted integer reaches CLI11's
+// conversion as plain decimal digits, so nothing lenient is ever read.
 CLI::Validator integerIn(std::int64_t minimum, std::int64_t maximum);
 CLI::Validator numberIn(double minimum, double maximum);
 
