@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <string_view>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -56,6 +57,20 @@ ToolResult runTool(const std::vector<std::string>& arguments, const std::string&
         argv.push_back(word.data());
     }
     argv.push_back(nullptr);
+    // Made before the fork: the child of a threaded process may only make async-signal-
+    // safe calls until it execs, which rules out setenv.
+    std::vector<std::string> variables{"TZ=UTC", "LC_ALL=C.UTF-8"};
+    for (char** variable = environ; *variable != nullptr; ++variable) {
+        const std::string_view entry(*variable);
+        if (!entry.starts_with("TZ=") && !entry.starts_with("LC_ALL=")) {
+            variables.emplace_back(entry);
+        }
+    }
+    std::vector<char*> envp;
+    for (std::string& variable : variables) {
+        envp.push_back(variable.data());
+    }
+    envp.push_back(nullptr);
 
     const pid_t child = ::fork();
     if (child == 0) {
@@ -66,9 +81,7 @@ ToolResult runTool(const std::vector<std::string>& arguments, const std::string&
             ::dup2(input, 0) < 0) {
             ::_exit(127);
         }
-        ::setenv("TZ", "UTC", 1);
-        ::setenv("LC_ALL", "C.UTF-8", 1);
-        ::execv(argv[0], argv.data());
+        ::execve(argv[0], argv.data(), envp.data());
         ::_exit(127);
     }
     EXPECT_GT(child, 0) << "cannot start " << VELMORA_TOOL_PATH;

@@ -1,6 +1,7 @@
 // The velmora program end to end: its error style and exit statuses, numbers and ranges,
 // dates across the Gregorian changeover, output that cannot be written, output files.
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -140,6 +141,24 @@ TEST(VelmoraToolTest, DatesUseOneCalendarAndStayInRange) {
          "error: velmora date from-syncable: the date is out of range (years -9999 to 9999)\n"},
         {{"date", "from-syncable", "1.5", "--tz", "UTC"}, 0, "1970-01-01T00:00:01+00:00\n", ""},
     });
+}
+
+// Fault pinned: every `date` run with --week-start left a velmora-date-* directory in the
+// temporary directory.
+TEST(VelmoraToolTest, DateRunsLeaveNoSettingsDirectoryBehind) {
+    ScopedVelmoraHome scratch;
+    const char* previous = std::getenv("TMPDIR");
+    const std::string saved = previous != nullptr ? previous : "";
+    ::setenv("TMPDIR", scratch.path().c_str(), 1);
+    const ToolResult result =
+        runTool({"date", "grid", "2024-02-14", "--week-start", "2", "--tz", "UTC"});
+    if (previous != nullptr) {
+        ::setenv("TMPDIR", saved.c_str(), 1);
+    } else {
+        ::unsetenv("TMPDIR");
+    }
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_TRUE(std::filesystem::is_empty(scratch.path()));
 }
 
 // Fault pinned: `velmora log hello > /dev/full` exited 0; only `json` noticed.

@@ -300,6 +300,9 @@ DateSession::DateSession(DateSession&& other) noexcept : home_(std::exchange(oth
 
 DateSession::~DateSession() {
     if (!home_.empty()) {
+        // Pending changes are written now, while the home exists; left to the flush at
+        // exit, they would make the directory again after it is removed.
+        (void)UserDefaults::standard().synchronize();
         std::error_code ignored;
         std::filesystem::remove_all(home_, ignored);
     }
