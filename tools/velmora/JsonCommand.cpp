@@ -21,6 +21,7 @@
 #include "Velmora/json/VLJsonStreamWriter.h"
 
 #include "tools/velmora/Commands.h"
+#include "tools/velmora/ToolSupport.h"
 
 namespace velmora::tool {
 namespace {
@@ -47,8 +48,7 @@ class DocumentPrinter : public VLJsonStreamParserAdapterDelegate {
 
     void printText(std::string_view text) {
         ++documents_;
-        std::fwrite(text.data(), 1, text.size(), stdout);
-        std::fputc('\n', stdout);
+        writeLine(text);
     }
 
     void setError(std::string error) { error_ = std::move(error); }
@@ -75,20 +75,13 @@ class DocumentPrinter : public VLJsonStreamParserAdapterDelegate {
             error_ = writer.error();
             return;
         }
-        std::fwrite(writer.data().data(), 1, writer.data().size(), stdout);
-        std::fputc('\n', stdout);
+        writeLine(std::string_view(writer.data().data(), writer.data().size()));
     }
 
     const JsonOptions& options_;
     std::string error_;
     std::size_t documents_ = 0;
 };
-
-int fail(const std::string& message) {
-    std::fflush(stdout);
-    std::fprintf(stderr, "error: velmora json: %s\n", message.c_str());
-    return 1;
-}
 
 // Where in the input a problem lies, for the messages: "in.json at byte 12".
 std::string at(const JsonOptions& options, std::uint64_t offset) {
@@ -105,14 +98,14 @@ std::size_t firstNonWhitespace(std::string_view text) {
                                : static_cast<std::size_t>(found - text.begin());
 }
 
-int runJson(const JsonOptions& options) {
+void runJson(const JsonOptions& options) {
     using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
     File owned(nullptr, &std::fclose);
     std::FILE* input = stdin;
     if (!options.file.empty() && options.file != "-") {
         owned.reset(std::fopen(options.file.c_str(), "rb"));
         if (!owned) {
-            return fail("cannot open " + options.file + ": " + std::strerror(errno));
+            fail("cannot open " + options.file + ": " + std::strerror(errno));
         }
         input = owned.get();
     }
@@ -173,10 +166,10 @@ int runJson(const JsonOptions& options) {
             }
             status = parser.parse(bytes);
             if (!printer.error().empty()) {
-                return fail(at(options, parser.offset()) + ": " + printer.error());
+                fail(at(options, parser.offset()) + ": " + printer.error());
             }
             if (status == VLJsonParserStatus::Error) {
-                return fail(at(options, parser.offset()) + ": " + parser.error());
+                fail(at(options, parser.offset()) + ": " + parser.error());
             }
             // The closing bracket is one byte, so it came with this chunk.
             if (status == VLJsonParserStatus::Complete) {
@@ -184,26 +177,25 @@ int runJson(const JsonOptions& options) {
             }
         }
         if (const std::size_t extra = firstNonWhitespace(rest); extra != std::string_view::npos) {
-            return fail(at(options, total - rest.size() + extra) +
-                        ": text after the first document (--multi reads several)");
+            fail(at(options, total - rest.size() + extra) +
+                 ": text after the first document (--multi reads several)");
         }
         rest = {};
     }
     if (std::ferror(input) != 0) {
-        return fail("cannot read " + (options.file.empty() ? std::string("input") : options.file) +
-                    ": " + std::strerror(errno));
+        fail("cannot read " + (options.file.empty() ? std::string("input") : options.file) + ": " +
+             std::strerror(errno));
     }
     if (status == VLJsonParserStatus::WaitingForData &&
         (parser.depth() > 0 || parser.hasPendingInput() ||
          (!options.multi && printer.documents() == 0))) {
-        return fail(at(options, total) + ": Unexpected end of input");
+        fail(at(options, total) + ": Unexpected end of input");
     }
-    return std::fflush(stdout) == 0 ? 0 : fail("cannot write the output");
 }
 
 }  // namespace
 
-void addJsonCommand(CLI::App& app, int& exitCode) {
+void addJsonCommand(CLI::App& app, int& /*exitCode*/) {
     auto options = std::make_shared<JsonOptions>();
     CLI::App* command = app.add_subcommand(
         "json",
@@ -215,7 +207,7 @@ void addJsonCommand(CLI::App& app, int& exitCode) {
                       "Read several top-level documents one after another (without it, text "
                       "after the first document is an error)");
     command->add_option("FILE", options->file, "The input (standard input when absent or -)");
-    command->callback([options, &exitCode] { exitCode = runJson(*options); });
+    command->callback([options] { runJson(*options); });
 }
 
 }  // namespace velmora::tool
