@@ -43,6 +43,17 @@ TEST(JsonToolTest, OutputErrorsAndStatuses) {
          "error: velmora json: FILE at byte 4: text after the first document (--multi reads "
          "several)\n"},
         {"[1] [2]\n", {"--multi"}, 0, "[1]\n[2]\n", ""},
+        // A refused document is placed where it ends, whichever way it was written.
+        {"[1] [2e400] [3]",
+         {"--multi"},
+         1,
+         "[1]\n",
+         "error: velmora json: FILE at byte 10: +Infinity is not a valid number in JSON\n"},
+        {R"({"a": 1, "a": 1e309})",
+         {},
+         1,
+         "",
+         "error: velmora json: FILE at byte 19: +Infinity is not a valid number in JSON\n"},
         {"[1]  \n\t ", {}, 0, "[1]\n", ""},
         {"[1, 2", {}, 1, "", "error: velmora json: FILE at byte 5: Unexpected end of input\n"},
         {"\n\n[1, }",

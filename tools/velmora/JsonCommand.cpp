@@ -40,39 +40,55 @@ class DocumentPrinter : public VLJsonStreamParserAdapterDelegate {
   public:
     explicit DocumentPrinter(const JsonOptions& options) : options_(options) {}
 
-    void parserFoundArray(VLJsonStreamParser&, const Value& array) override { print(array); }
-    void parserFoundObject(VLJsonStreamParser&, const Value& object) override { print(object); }
+    void parserFoundArray(VLJsonStreamParser& parser, const Value& array) override {
+        print(array, parser.offset());
+    }
+    void parserFoundObject(VLJsonStreamParser& parser, const Value& object) override {
+        print(object, parser.offset());
+    }
 
     const std::string& error() const { return error_; }
+    // Where the document that failed to print ends in the input.
+    std::uint64_t errorOffset() const { return errorOffset_; }
     std::size_t documents() const { return documents_; }
 
     void printText(std::string_view text) {
         ++documents_;
-        writeLine(text);
+        if (error_.empty()) {
+            writeLine(text);
+        }
     }
 
-    void setError(std::string error) { error_ = std::move(error); }
+    void setError(std::string error, std::uint64_t offset) {
+        if (error_.empty()) {
+            error_ = std::move(error);
+            errorOffset_ = offset;
+        }
+    }
 
-    // The document read again into a tree and written from it.
-    void reprint(std::string_view text) {
+    // The document read again into a tree and written from it; offsets count from start.
+    void reprint(std::string_view text, std::uint64_t start) {
+        reprintStart_ = start;
         VLJsonStreamParserAdapter adapter;
         adapter.setDelegate(this);
         VLJsonStreamParser parser;
         parser.setDelegate(&adapter);
         parser.parse(text);
+        reprintStart_ = 0;
     }
 
   private:
-    void print(const Value& document) {
+    void print(const Value& document, std::uint64_t offset) {
         ++documents_;
         if (!error_.empty()) {
             return;
         }
+        offset += reprintStart_;
         VLJsonStreamWriter writer;
         writer.setHumanReadable(options_.pretty);
         writer.setSortKeys(options_.sortKeys);
         if (!writer.writeValue(document)) {
-            error_ = writer.error();
+            setError(writer.error(), offset);
             return;
         }
         writeLine(std::string_view(writer.data().data(), writer.data().size()));
@@ -80,6 +96,8 @@ class DocumentPrinter : public VLJsonStreamParserAdapterDelegate {
 
     const JsonOptions& options_;
     std::string error_;
+    std::uint64_t errorOffset_ = 0;
+    std::uint64_t reprintStart_ = 0;
     std::size_t documents_ = 0;
 };
 
@@ -126,10 +144,11 @@ void runJson(const JsonOptions& options) {
     VLJsonStreamCopier copier([&](std::string_view written) {
         const std::uint64_t end = parser.offset() + 1;
         if (!copier.error().empty()) {
-            printer.setError(copier.error());
+            printer.setError(copier.error(), end - 1);
         } else if (copier.sawRepeatedKey()) {
             printer.reprint(
-                std::string_view(text).substr(documentStart - textStart, end - documentStart));
+                std::string_view(text).substr(documentStart - textStart, end - documentStart),
+                documentStart);
         } else {
             printer.printText(written);
         }
@@ -166,7 +185,7 @@ void runJson(const JsonOptions& options) {
             }
             status = parser.parse(bytes);
             if (!printer.error().empty()) {
-                fail(at(options, parser.offset()) + ": " + printer.error());
+                fail(at(options, printer.errorOffset()) + ": " + printer.error());
             }
             if (status == VLJsonParserStatus::Error) {
                 fail(at(options, parser.offset()) + ": " + parser.error());
