@@ -42,11 +42,16 @@ UNITS = {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1.0}
 
 
 def seconds(b):
-    return b["real_time"] * UNITS[b.get("time_unit", "ns")]
+    """Time per iteration: CPU time for single-threaded benchmarks, which stays put while the
+    machine is busy, and wall time for those that asked for it (UseRealTime names them
+    ".../real_time") or run on several threads."""
+    name = b.get("run_name", b["name"])
+    wall = "/real_time" in name or re.search(r"/threads:([2-9]|\d\d)", name)
+    return b["real_time" if wall else "cpu_time"] * UNITS[b.get("time_unit", "ns")]
 
 
 def figure(b):
-    rate = b.get("bytes_per_second")
+    rate = b.get("bytes_per_second")  # rates are Google Benchmark's, from CPU time
     if rate:
         return f"{rate / 1e6:.1f} MB/s"
     rate = b.get("items_per_second")
@@ -86,8 +91,9 @@ def main():
         print()
         print_table(("program", "benchmark (no peer)", "figure"), rest)
     missed = sum(1 for row in table if row[-1] == "MISSED")
-    print(f"\n{len(table)} comparisons, {missed} goals missed "
-          "(ratio: peer's time per iteration / Velmora's; above 1, Velmora is faster)")
+    print(f"\n{len(table)} comparisons, {missed} goals missed (ratio: peer's time per "
+          "iteration / Velmora's, CPU time unless the benchmark runs on wall time; above 1, "
+          "Velmora is faster)")
 
 
 def print_table(header, rows):
