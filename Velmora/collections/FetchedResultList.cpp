@@ -247,11 +247,16 @@ void FetchedResultList::encodeWithCoder(KeyedArchiver& coder) const {
     const auto inner = [](const std::shared_ptr<NSMutableLockArray>& array) {
         return array ? Value(array->arrayReadonly()) : Value::makeArray();
     };
-    coder.encodeObject(inner(sections), kSectionsKey);
-    coder.encodeObject(inner(sectionItems), kSectionItemsKey);
-    coder.encodeObject(inner(storage), kStorageKey);
-    coder.encodeObject(metaData.isDictionary() ? metaData : Value::makeDictionary(), kMetaDataKey);
-    coder.encodeObject(fetched ? Value(*fetched) : Value(), kTimeOfFetchKey);
+    // The archiver knows shared values by their address: the values written here are kept
+    // alive together, so that none of them takes the freed address of another.
+    const Value values[] = {inner(sections), inner(sectionItems), inner(storage),
+                            metaData.isDictionary() ? metaData : Value::makeDictionary(),
+                            fetched ? Value(*fetched) : Value()};
+    const char* const keys[] = {kSectionsKey, kSectionItemsKey, kStorageKey, kMetaDataKey,
+                                kTimeOfFetchKey};
+    for (std::size_t i = 0; i < std::size(values); ++i) {
+        coder.encodeObject(values[i], keys[i]);
+    }
 }
 
 ObjectRef FetchedResultList::initWithCoder(KeyedUnarchiver& coder) {
