@@ -2,8 +2,8 @@
 // FetchedItemModificationDate: the ability of an item of a FetchedResultList to say when
 // it was last modified. With findUpdatedRows, FetchedResultListDiff reports an item as
 // updated when this date is later than the old list's time of fetch. Unlike
-// FetchedItemExtraState it is not optional there: an item without it makes such a diff
-// fail (logged, no result), as the original framework required it of every item.
+// FetchedItemExtraState it is not optional there: every item must provide it, and one
+// without it makes such a diff fail (logged, no result).
 //
 // Thread safety: called on the thread running the diff; must not lock the lists' arrays.
 //

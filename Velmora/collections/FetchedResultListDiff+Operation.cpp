@@ -75,7 +75,9 @@ class DiffOperation {
     std::shared_ptr<NSMutableLockArray> oldItems_;
     std::shared_ptr<NSMutableLockArray> newSections_;
     std::shared_ptr<NSMutableLockArray> newItems_;
+    Array oldSectionsBefore_;  // when modifying, the old sections as they were
     ItemIndexTable oldSectionTable_;
+    ItemIndexTable currentSectionTable_;  // the old list's sections as they now stand
     ItemIndexTable newSectionTable_;
     ItemIndexTable oldRowTable_;
     ItemIndexTable newRowTable_;
@@ -83,8 +85,10 @@ class DiffOperation {
     AbilityLookup<FetchedItemModificationDate> dated_;
     double fetchTime_ = kReferenceDate1970;
     std::size_t changes_ = 0;
-    // What the original kept as a running collection of all items; only its size is
-    // reported, so only the size is kept.
+    // The size of the running all-items collection that the final log line reports: the
+    // old count, less removed sections and rows, plus added sections and rows. A removed
+    // row whose item also came in with an added section is not taken off (deliberate, so
+    // the figure reads as it always has).
     std::ptrdiff_t runningItemCount_ = 0;
     std::unordered_set<Value, ValueHash> addedSectionItems_;
 };
@@ -150,7 +154,11 @@ bool DiffOperation::run() {
     log::debug("\n[getListDiffFrom] Performing diff. All Fetched Items Count: {}",
                runningItemCount_);
 
-    oldSectionTable_.build(oldSections_->arrayReadonly());
+    // Steps 3 and 4 edit the old sections in place; O is the set they held before.
+    if (modify_) {
+        oldSectionsBefore_ = oldSections_->createArrayCopy();
+    }
+    oldSectionTable_.build(modify_ ? oldSectionsBefore_ : oldSections_->arrayReadonly());
     newSectionTable_.build(newSections_->arrayReadonly());
     if (!removedSections() || !addedSections() || !commonSections()) {
         return false;
@@ -241,12 +249,15 @@ bool DiffOperation::commonSections() {
         "changed rows now...",
         common.size());
     // The old indexes are those of the old list as it now stands.
-    if (modify_ && (!diff_.deletedSections().empty() || !diff_.insertedSections().empty())) {
-        oldSectionTable_.build(oldSections_->arrayReadonly());
+    const bool edited =
+        modify_ && (!diff_.deletedSections().empty() || !diff_.insertedSections().empty());
+    if (edited) {
+        currentSectionTable_.build(oldSections_->arrayReadonly());
     }
+    const ItemIndexTable& oldSections = edited ? currentSectionTable_ : oldSectionTable_;
     for (const std::size_t newIndex : common) {
         const std::size_t oldIndex =
-            oldSectionTable_.find(sections[newIndex], newSectionTable_.hashAt(newIndex));
+            oldSections.find(sections[newIndex], newSectionTable_.hashAt(newIndex));
         if (oldIndex == NotFound) {
             continue;
         }
@@ -322,6 +333,7 @@ bool DiffOperation::changedRows(std::size_t oldIndex, std::size_t newIndex) {
         for (const auto& [row, item] : added) {
             diff_.insertedRows().push_back({row, newIndex});
         }
+        runningItemCount_ += static_cast<std::ptrdiff_t>(added.size());
         if (editsRows) {
             insertRows(*oldItems, added);
         }

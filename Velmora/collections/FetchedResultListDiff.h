@@ -70,7 +70,7 @@ class FetchedResultListDiff : public Object {
     // Whether any of insertedSections, deletedSections, insertedRowsPerSection,
     // deletedRowsPerSection, updateAndRemoveRowsPerSection, updateAndInsertSection and
     // updateAndDeleteSection is non-empty. It deliberately ignores the row lists,
-    // modifiedSections and updateAndAddRowsPerSection (kept as the original answered).
+    // modifiedSections and updateAndAddRowsPerSection (kept for compatibility).
     bool didAnythingChange() const;
     // No sections or per-section rows inserted or removed, and some section moved.
     bool didOnlySectionsRearrange() const;

@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 
@@ -14,7 +15,18 @@
 
 namespace velmora::test {
 
-// "A:a,b|B:|C:c" -> sections A, B (empty) and C with string items.
+// An item written "a" is the string; "a@5" is a FetchedRecord with id "a" modified at
+// Date(5).
+inline Value itemOf(std::string_view text) {
+    const std::size_t at = text.find('@');
+    if (at == std::string_view::npos) {
+        return Value(text);
+    }
+    return Value(std::make_shared<FetchedRecord>(
+        Value(text.substr(0, at)), Date(std::stod(std::string(text.substr(at + 1))))));
+}
+
+// "A:a,b|B:|C:c" -> sections A, B (empty) and C, items as itemOf reads them.
 inline std::shared_ptr<FetchedResultList> listOf(std::string_view shape,
                                                  std::optional<Date> fetched = std::nullopt) {
     auto list = FetchedResultList::create();
@@ -29,7 +41,7 @@ inline std::shared_ptr<FetchedResultList> listOf(std::string_view shape,
             colon == std::string_view::npos ? std::string_view() : section.substr(colon + 1);
         while (!rest.empty()) {
             const std::size_t comma = rest.find(',');
-            items.emplace_back(rest.substr(0, comma));
+            items.push_back(itemOf(rest.substr(0, comma)));
             rest = comma == std::string_view::npos ? std::string_view() : rest.substr(comma + 1);
         }
         list->allFetchedSectionItems()->addObject(Value(std::move(items)));
