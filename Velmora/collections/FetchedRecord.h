@@ -15,6 +15,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <typeinfo>
 
 #include "Velmora/collections/FetchedItemModificationDate.h"
 #include "Velmora/platform/foundation/Date.h"
@@ -34,8 +35,12 @@ class FetchedRecord : public Object, public FetchedItemModificationDate {
 
     std::optional<Date> modificationDateStamp() const override { return modified_; }
 
+    // Records of any class compare by id. Two records of the same class skip the cast,
+    // which a diff of large lists asks for on every row.
     bool isEqual(const Object& other) const override {
-        const auto* record = dynamic_cast<const FetchedRecord*>(&other);
+        const auto* record = typeid(other) == typeid(*this)
+                                 ? static_cast<const FetchedRecord*>(&other)
+                                 : dynamic_cast<const FetchedRecord*>(&other);
         return record != nullptr && record->id_.isEqual(id_);
     }
     std::size_t hash() const override { return id_.hash(); }

@@ -56,7 +56,12 @@ class DiffOperation {
     // The same for the items of a removed or added section, which also breaks off when
     // the section alone holds more than the limit.
     bool countSectionChanges(std::size_t count, const char* breakOffLine);
-    bool isLaterThanFetch(const Value& item);
+    // Whether item (whose Object is object, or nullptr) was modified after the old fetch;
+    // throws when it has no modification date.
+    bool isLaterThanFetch(const Value& item, Object* object);
+    bool isLaterThanFetch(const Value& item) {
+        return isLaterThanFetch(item, item.asObject().get());
+    }
     void copyExtraState(const Value& fresh, const Value& old);
     const Array& newItemsAt(std::size_t section) const {
         const Array* items = FetchedResultList::itemsOfSection(*newItems_, section);
@@ -110,8 +115,8 @@ bool DiffOperation::countSectionChanges(std::size_t count, const char* breakOffL
     return countChanges(count, breakOffLine);
 }
 
-bool DiffOperation::isLaterThanFetch(const Value& item) {
-    FetchedItemModificationDate* dated = dated_.of(item);
+bool DiffOperation::isLaterThanFetch(const Value& item, Object* object) {
+    FetchedItemModificationDate* dated = object != nullptr ? dated_.of(*object) : nullptr;
     if (dated == nullptr) {
         throw std::invalid_argument(
             fmt::format("{} has no modificationDateStamp", item.description()));
@@ -392,13 +397,21 @@ bool DiffOperation::changedRows(std::size_t oldIndex, std::size_t newIndex) {
 // dates count. The first-occurrence table is built only when some row needs it.
 void DiffOperation::updatedRowsOfEqualSection(Array* oldItems, const Array& newItems,
                                               std::size_t oldIndex, std::size_t newIndex) {
-    const bool anyCopier = std::any_of(newItems.begin(), newItems.end(), [this](const Value& item) {
-        return copiers_.of(item) != nullptr;
-    });
+    // Without state copying the dates can be read at once, one look at each object; a
+    // copier could change what its date says, so then each is read after its copy.
+    bool anyCopier = false;
     std::vector<std::size_t> candidates;
-    for (std::size_t row = 0; row < newItems.size(); ++row) {
-        if (anyCopier || isLaterThanFetch(newItems[row])) {
+    for (std::size_t row = 0; row < newItems.size() && !anyCopier; ++row) {
+        const ObjectRef object = newItems[row].asObject();
+        anyCopier = object && copiers_.of(*object) != nullptr;
+        if (!anyCopier && isLaterThanFetch(newItems[row], object.get())) {
             candidates.push_back(row);
+        }
+    }
+    if (anyCopier) {
+        candidates.resize(newItems.size());
+        for (std::size_t row = 0; row < candidates.size(); ++row) {
+            candidates[row] = row;
         }
     }
     if (candidates.empty()) {

@@ -33,7 +33,8 @@ class AbilityLookup {
     Ability* of(Object& object) {
         const std::type_info& type = typeid(object);
         for (const Known& known : known_) {
-            if (*known.type == type) {
+            // Addresses first: type_info's == may compare names, which costs a strcmp.
+            if (known.type == &type || *known.type == type) {
                 return known.present ? at(object, known.offset) : nullptr;
             }
         }
