@@ -16,6 +16,7 @@
 #include <string>
 #include <string_view>
 #include <typeinfo>
+#include <utility>
 
 #include "Velmora/collections/FetchedItemModificationDate.h"
 #include "Velmora/platform/foundation/Date.h"

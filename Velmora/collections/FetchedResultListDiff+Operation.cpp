@@ -1,5 +1,12 @@
-// The diff operation: steps 1 to 9 of comparing an old and a new result, with hashing in
-// place of every "index of the first equal object" search.
+// The diff operation, step by step (the comments below refer to these numbers):
+//   1 take the old list's write locks when modifying, and log the start;
+//   2 index the old and the new sections;
+//   3 sections only the old list has (removed); 4 sections only the new one has (added);
+//   5 for each common section: 5.1 its old and new index, 5.2 the section's state copy,
+//     5.3 removed rows, 5.4 added rows, 5.5 updated rows, 5.6 whether it moved;
+//   6 moved sections put in their new places; 7 the summary line; 8 the new list's
+//     storage, time of fetch and metadata taken over; 9 an exception logged, ending it.
+// Every "index of the first equal object" is answered by a hash table built once.
 #include <algorithm>
 #include <exception>
 #include <optional>
@@ -159,7 +166,7 @@ bool DiffOperation::run() {
     log::debug("\n[getListDiffFrom] Performing diff. All Fetched Items Count: {}",
                runningItemCount_);
 
-    // Steps 3 and 4 edit the old sections in place; O is the set they held before.
+    // Steps 3 and 4 edit the old sections in place; they are matched as they were.
     if (modify_) {
         oldSectionsBefore_ = oldSections_->createArrayCopy();
     }
@@ -447,7 +454,7 @@ void DiffOperation::moveSections() {
     oldSections_->insertObjects(sectionObjects, diff_.updateAndInsertSection());
 }
 
-// Step 8.
+// Step 8: the old list takes over the new one's storage, time of fetch and metadata.
 void DiffOperation::takeOverNewState() {
     const Array storage = newList_.extraFetchedStorage()->createArrayCopy();
     const auto oldStorage = oldList_.extraFetchedStorage();
