@@ -1,14 +1,14 @@
 #include "tools/velmora/DiffCommandSupport.h"
 
+#include <chrono>
 #include <cmath>
+#include <cstdint>
+#include <cstdlib>
 #include <optional>
 
 #include <fmt/format.h>
 
 #include "Velmora/collections/FetchedRecord.h"
-#include "Velmora/platform/locale/DateFormatter.h"
-#include "Velmora/platform/locale/Locale.h"
-#include "Velmora/platform/locale/TimeZone.h"
 
 #include "tools/velmora/DateCommandSupport.h"
 
@@ -21,6 +21,40 @@ const char* kSection = "section";
 const char* kItems = "items";
 const char* kId = "id";
 const char* kModified = "modified";
+
+// A date's reading in UTC on the proleptic Gregorian calendar, the calendar the ISO
+// reader uses (ICU's formatter would switch to the Julian calendar before 1582), to the
+// nearest millisecond.
+struct UtcReading {
+    int year;
+    unsigned month;
+    unsigned day;
+    std::int64_t hour;
+    std::int64_t minute;
+    std::int64_t second;
+    std::int64_t millisecond;
+};
+
+UtcReading utcReadingOf(Date date) {
+    using namespace std::chrono;
+    constexpr std::int64_t kMillisPerDay = 86'400'000;
+    const auto millis =
+        static_cast<std::int64_t>(std::llround(date.timeIntervalSince1970() * 1000));
+    const std::int64_t dayCount = millis / kMillisPerDay - (millis % kMillisPerDay < 0 ? 1 : 0);
+    const std::int64_t inDay = millis - dayCount * kMillisPerDay;
+    const year_month_day ymd{sys_days{days{dayCount}}};
+    return {static_cast<int>(ymd.year()),
+            static_cast<unsigned>(ymd.month()),
+            static_cast<unsigned>(ymd.day()),
+            inDay / 3'600'000,
+            inDay / 60'000 % 60,
+            inDay / 1000 % 60,
+            inDay % 1000};
+}
+
+// Dates are written with four-digit years, so only those are read.
+constexpr int kFirstYear = 1;
+constexpr int kLastYear = 9999;
 
 // Reads one file's document, remembering the first fault with its JSON path.
 class ListReader {
@@ -94,6 +128,15 @@ class ListReader {
         std::optional<Date> date = parseIsoDate(*value.asString(), why);
         if (!date) {
             fail(path, why);
+            return std::nullopt;
+        }
+        // Far beyond the years also keeps the conversion below clear of overflow.
+        const double seconds = date->timeIntervalSince1970();
+        if (!(std::abs(seconds) < 1e12) || utcReadingOf(*date).year < kFirstYear ||
+            utcReadingOf(*date).year > kLastYear) {
+            fail(path, fmt::format("date '{}' outside the years {} to {} (UTC)", *value.asString(),
+                                   kFirstYear, kLastYear));
+            return std::nullopt;
         }
         return date;
     }
@@ -185,13 +228,13 @@ Value diffToJson(const FetchedResultListDiff& diff) {
 }
 
 std::string isoUtcText(Date date) {
-    DateFormatter formatter;
-    formatter.setLocale(Locale("en_US_POSIX"));
-    formatter.setTimeZone(TimeZone::utc());
-    const double seconds = date.timeIntervalSince1970();
-    formatter.setDateFormat(seconds == std::floor(seconds) ? "yyyy-MM-dd'T'HH:mm:ssXXX"
-                                                           : "yyyy-MM-dd'T'HH:mm:ss.SSSXXX");
-    return formatter.stringFromDate(date);
+    const UtcReading utc = utcReadingOf(date);
+    std::string text = fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}", utc.year, utc.month,
+                                   utc.day, utc.hour, utc.minute, utc.second);
+    if (utc.millisecond != 0) {
+        text += fmt::format(".{:03}", utc.millisecond);
+    }
+    return text + "Z";
 }
 
 }  // namespace velmora::tool
