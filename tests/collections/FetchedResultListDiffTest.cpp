@@ -64,9 +64,25 @@ class CapturedLog {
     std::shared_ptr<MemoryLogger> memory_;
 };
 
-TEST(FetchedResultListDiffTest, NullListsGiveNoDiff) {
+TEST(FetchedResultListDiffTest, NullAndEmptyLists) {
     EXPECT_FALSE(diffOf(nullptr, listOf("A:a"), false, false));
     EXPECT_FALSE(diffOf(listOf("A:a"), nullptr, true, true));
+
+    auto diff = diffOf(FetchedResultList::create(), FetchedResultList::create(), true, true);
+    ASSERT_TRUE(diff);
+    EXPECT_FALSE(diff->didAnythingChange());
+
+    auto old = FetchedResultList::create();
+    diff = diffOf(old, listOf("A:a|B:"), true, true);
+    ASSERT_TRUE(diff);
+    EXPECT_EQ(diff->insertedSections(), (IndexSet{0, 1}));
+    EXPECT_TRUE(diff->insertedRows().empty());
+    EXPECT_EQ(shapeOf(*old), "A:a|B:");
+
+    diff = diffOf(old, FetchedResultList::create(), false, true);
+    ASSERT_TRUE(diff);
+    EXPECT_EQ(diff->deletedSections(), (IndexSet{0, 1}));
+    EXPECT_EQ(shapeOf(*old), "");
 }
 
 TEST(FetchedResultListDiffTest, IdenticalListsChangeNothing) {
