@@ -28,6 +28,7 @@
 //   Value all = list->allFetchedItems();  // ("milk", "eggs", "tax")
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <span>
