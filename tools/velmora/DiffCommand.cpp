@@ -10,8 +10,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <iostream>
-#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
@@ -25,6 +23,7 @@
 
 #include "tools/velmora/Commands.h"
 #include "tools/velmora/DiffCommandSupport.h"
+#include "tools/velmora/ToolSupport.h"
 
 namespace velmora::tool {
 namespace {
@@ -37,26 +36,19 @@ struct DiffOptions {
     bool pretty = false;
 };
 
-int fail(int code, const std::string& message) {
-    std::fflush(stdout);
-    std::fprintf(stderr, "error: velmora diff: %s\n", message.c_str());
-    return code;
-}
-
 std::string displayName(const std::string& file) {
     return file == "-" ? "standard input" : file;
 }
 
-// The whole file (or standard input for "-"); nothing, with error set, when unreadable.
-std::optional<std::string> readAll(const std::string& file, std::string& error) {
+// The whole file, or standard input for "-".
+std::string readAll(const std::string& file) {
     using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
     File owned(nullptr, &std::fclose);
     std::FILE* input = stdin;
     if (file != "-") {
         owned.reset(std::fopen(file.c_str(), "rb"));
         if (!owned) {
-            error = fmt::format("cannot open {}: {}", file, std::strerror(errno));
-            return std::nullopt;
+            fail(fmt::format("cannot open {}: {}", file, std::strerror(errno)));
         }
         input = owned.get();
     }
@@ -67,85 +59,63 @@ std::optional<std::string> readAll(const std::string& file, std::string& error) 
         text.append(chunk, read);
     }
     if (std::ferror(input) != 0) {
-        error = fmt::format("cannot read {}", displayName(file));
-        return std::nullopt;
+        fail(fmt::format("cannot read {}", displayName(file)));
     }
     return text;
 }
 
-std::shared_ptr<FetchedResultList> readList(const std::string& file, std::string& error) {
-    const std::optional<std::string> text = readAll(file, error);
-    if (!text) {
-        return nullptr;
-    }
+std::shared_ptr<FetchedResultList> readList(const std::string& file) {
     std::string why;
-    const std::optional<Value> document = parseJson(*text, &why);
+    const std::optional<Value> document = parseJson(readAll(file), &why);
     if (!document) {
-        error = fmt::format("{}: {}", displayName(file), why);
-        return nullptr;
+        fail(fmt::format("{}: {}", displayName(file), why));
     }
     auto list = listFromJson(*document, why);
     if (!list) {
-        error = fmt::format("{}: {}", displayName(file), why);
+        fail(fmt::format("{}: {}", displayName(file), why));
     }
     return list;
 }
 
-int runDiff(const DiffOptions& options) {
+void runDiff(const DiffOptions& options) {
     if (options.oldFile == "-" && options.newFile == "-") {
-        return fail(2, "OLD and NEW cannot both be standard input");
+        usageError("OLD and NEW cannot both be standard input");
     }
-    std::string error;
-    const auto oldList = readList(options.oldFile, error);
-    if (!oldList) {
-        return fail(1, error);
-    }
-    const auto newList = readList(options.newFile, error);
-    if (!newList) {
-        return fail(1, error);
-    }
+    const auto oldList = readList(options.oldFile);
+    const auto newList = readList(options.newFile);
     // The diff reports a failure only through the log; a break-off is not a failure.
     auto errors = std::make_shared<MemoryLogger>(16);
     Log::addLogger(errors, LogLevel::Error);
     const auto diff = FetchedResultListDiff::getFetchedResultDiffWithOldResult(
         oldList, newList, options.updated, options.apply);
     Log::removeLogger(errors);
-    if (!diff && !errors->lines().empty()) {
-        return fail(1, errors->lines().front());
-    }
-
-    Value output;
-    if (diff) {
-        output = diffToJson(*diff);
-        if (options.apply) {
-            output.asDictionary()->set("applied", listToJson(*oldList));
-        }
-    } else {
-        output = Value::null();
-    }
-    std::optional<std::string> text =
-        output.isNull() ? std::optional<std::string>("null")
-                        : writeJson(output, {.humanReadable = options.pretty}, &error);
-    if (!text) {
-        return fail(1, error);
-    }
-    std::fwrite(text->data(), 1, text->size(), stdout);
-    std::fputc('\n', stdout);
-    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
-        return fail(1, "cannot write the output");
-    }
     if (!diff) {
+        if (!errors->lines().empty()) {
+            fail(errors->lines().front());
+        }
+        writeLine("null");
         std::fprintf(stderr,
                      "note: velmora diff: the change is too large to describe row by row (more "
                      "than %zu removed or added items)\n",
                      FetchedResultListDiff::kMaxChanges);
+        return;
     }
-    return 0;
+    Value output = diffToJson(*diff);
+    if (options.apply) {
+        output.asDictionary()->set("applied", listToJson(*oldList));
+    }
+    std::string error;
+    const std::optional<std::string> text =
+        writeJson(output, {.humanReadable = options.pretty}, &error);
+    if (!text) {
+        fail(error);
+    }
+    writeLine(*text);
 }
 
 }  // namespace
 
-void addDiffCommand(CLI::App& app, int& exitCode) {
+void addDiffCommand(CLI::App& app, int& /*exitCode*/) {
     auto options = std::make_shared<DiffOptions>();
     CLI::App* command = app.add_subcommand(
         "diff",
@@ -163,7 +133,7 @@ void addDiffCommand(CLI::App& app, int& exitCode) {
     command->add_flag("--apply", options->apply,
                       "Edit the old list into the new one and print it under \"applied\"");
     command->add_flag("--pretty", options->pretty, "Write human-readable, indented output");
-    command->callback([options, &exitCode] { exitCode = runDiff(*options); });
+    command->callback([options] { runDiff(*options); });
 }
 
 }  // namespace velmora::tool

@@ -22,9 +22,8 @@ const char* kItems = "items";
 const char* kId = "id";
 const char* kModified = "modified";
 
-// A date's reading in UTC on the proleptic Gregorian calendar, the calendar the ISO
-// reader uses (ICU's formatter would switch to the Julian calendar before 1582), to the
-// nearest millisecond.
+// A date's reading in UTC on the proleptic Gregorian calendar, as the ISO reader takes
+// it, to the nearest millisecond.
 struct UtcReading {
     int year;
     unsigned month;
@@ -51,10 +50,6 @@ UtcReading utcReadingOf(Date date) {
             inDay / 1000 % 60,
             inDay % 1000};
 }
-
-// Dates are written with four-digit years, so only those are read.
-constexpr int kFirstYear = 1;
-constexpr int kLastYear = 9999;
 
 // Reads one file's document, remembering the first fault with its JSON path.
 class ListReader {
@@ -229,8 +224,10 @@ Value diffToJson(const FetchedResultListDiff& diff) {
 
 std::string isoUtcText(Date date) {
     const UtcReading utc = utcReadingOf(date);
-    std::string text = fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}", utc.year, utc.month,
-                                   utc.day, utc.hour, utc.minute, utc.second);
+    // ISO 8601's BC years: year 0 is 1 BC, earlier ones carry a minus sign.
+    std::string text =
+        fmt::format("{}{:04}-{:02}-{:02}T{:02}:{:02}:{:02}", utc.year < 0 ? "-" : "",
+                    std::abs(utc.year), utc.month, utc.day, utc.hour, utc.minute, utc.second);
     if (utc.millisecond != 0) {
         text += fmt::format(".{:03}", utc.millisecond);
     }

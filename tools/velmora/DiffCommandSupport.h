@@ -39,8 +39,8 @@ Value listToJson(FetchedResultList& list);
 //  "didAnythingChange": bool, "didOnlySectionsRearrange": bool, "description": "..."}
 Value diffToJson(const FetchedResultListDiff& diff);
 
-// "2024-03-10T12:00:00Z" (proleptic Gregorian, UTC), with milliseconds when the date has
-// a fraction of a second (rounded to the nearest).
+// "2024-03-10T12:00:00Z" (proleptic Gregorian, UTC; "-0044-03-15..." for BC years), with
+// milliseconds when the date has a fraction of a second (rounded to the nearest).
 std::string isoUtcText(Date date);
 
 }  // namespace velmora::tool
