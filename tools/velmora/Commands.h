@@ -14,5 +14,6 @@ void addTextCommands(CLI::App& app, int& exitCode);  // soundex, phone, escape
 void addSqlCommand(CLI::App& app, int& exitCode);
 void addJsonCommand(CLI::App& app, int& exitCode);
 void addImageCommand(CLI::App& app, int& exitCode);
+void addDiffCommand(CLI::App& app, int& exitCode);
 
 }  // namespace velmora::tool
