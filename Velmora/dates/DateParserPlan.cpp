@@ -12,7 +12,6 @@
 #include <map>
 #include <utility>
 
-#include "Velmora/dates/DateCalendars.h"
 #include "Velmora/dates/DateDetector.h"
 #include "Velmora/services/VelmoraDAO.h"
 

@@ -79,9 +79,16 @@ void runPinned(ParseOptions& options, const std::function<void()>& work) {
     if (!session) {
         usageError(error);
     }
-    if (options.twentyFour || options.twelve) {
-        VelmoraDAO::pinIs24HourClock(options.twentyFour);
-    }
+    // Pinned for this run only, also when the work fails.
+    struct ClockPin {
+        explicit ClockPin(std::optional<bool> pinned) { VelmoraDAO::pinIs24HourClock(pinned); }
+        ~ClockPin() { VelmoraDAO::pinIs24HourClock(std::nullopt); }
+        ClockPin(const ClockPin&) = delete;
+        ClockPin& operator=(const ClockPin&) = delete;
+    };
+    const ClockPin pin(options.twentyFour || options.twelve
+                           ? std::optional<bool>(options.twentyFour)
+                           : std::nullopt);
     work();
 }
 
