@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -5,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include "Velmora/dates/DateParserPlan.h"
 #include "Velmora/dates/NSDate+Extras.h"
 #include "Velmora/services/VelmoraDAO.h"
 
@@ -248,6 +250,38 @@ TEST(DateParserTest, DaylightSavingChange) {
     // The detector sets the wall-clock time.
     EXPECT_EQ(tryParsingDateForString("5pm on sunday"), at(kBerlin, 2026, 3, 29, 17));
     EXPECT_EQ(tryParsingDateForString("tomorrow"), at(kBerlin, 2026, 3, 29));
+}
+
+// The groups the detector leaves no English text to (slash-and-blank, remaining
+// day-month, words with a time): their place in the order and their region order.
+TEST(DateParserTest, PlanOrderAndRegionOrder) {
+    const auto patterns = [] {
+        std::vector<std::string> list;
+        for (const ParseAttempt& attempt : DateParserPlan::forCurrentSettings().attempts()) {
+            list.push_back(attempt.pattern);
+        }
+        return list;
+    };
+    const auto position = [](const std::vector<std::string>& list, const char* pattern) {
+        return std::find(list.begin(), list.end(), pattern) - list.begin();
+    };
+    {
+        PinnedDates pinned(kBerlin, "en_GB", monday(23, 10));
+        const std::vector<std::string> list = patterns();
+        EXPECT_LT(position(list, "dd/MM hhmma"), position(list, "dd MMM hhmm a"));
+        EXPECT_LT(position(list, "dd MMM hhmm a"), position(list, "'today' hh:mma"));
+        EXPECT_LT(position(list, "'today' HH"), position(list, "'tomorrow' hha"));
+        EXPECT_EQ(list.back(), "'tomorrow' HHmm");
+        EXPECT_EQ(position(list, "MM/dd hhmma"), static_cast<long>(list.size()));
+    }
+    {
+        PinnedDates pinned(kBerlin, "en_US", monday(23, 10));
+        const std::vector<std::string> list = patterns();
+        EXPECT_NE(position(list, "MM/dd hhmma"), static_cast<long>(list.size()));
+        EXPECT_NE(position(list, "MMM dd hhmma"), static_cast<long>(list.size()));
+        EXPECT_NE(position(list, "MM dd yyyy hh:mma"), static_cast<long>(list.size()));
+        EXPECT_EQ(position(list, "dd/MM hhmma"), static_cast<long>(list.size()));
+    }
 }
 
 }  // namespace
