@@ -44,9 +44,11 @@ UNITS = {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1.0}
 def seconds(b):
     """Time per iteration: CPU time for single-threaded benchmarks, which stays put while the
     machine is busy, and wall time for those that asked for it (UseRealTime names them
-    ".../real_time") or run on several threads."""
+    ".../real_time"), run on several threads, or time themselves (".../manual_time", whose
+    figure the benchmark measured itself, such as a peer's CPU time inside Python)."""
     name = b.get("run_name", b["name"])
-    wall = "/real_time" in name or re.search(r"/threads:([2-9]|\d\d)", name)
+    wall = ("/real_time" in name or "/manual_time" in name
+            or re.search(r"/threads:([2-9]|\d\d)", name))
     return b["real_time" if wall else "cpu_time"] * UNITS[b.get("time_unit", "ns")]
 
 
