@@ -69,6 +69,18 @@ TEST(UserDefaultsTest, HandlesOfOneSuiteShareOneStore) {
     EXPECT_FALSE(a == other);
 }
 
+// Fault: the suite registry kept a slot for every suite ever made, live or not.
+TEST(UserDefaultsTest, TheRegistryForgetsSuitesNoLongerInUse) {
+    testing::ScopedVelmoraHome home;
+    UserDefaults kept("test.kept");
+    const std::size_t before = UserDefaults::registeredSuiteCountForTesting();
+    for (int i = 0; i < 50; ++i) {
+        UserDefaults passing("test.passing." + std::to_string(i));
+    }
+    EXPECT_LE(UserDefaults::registeredSuiteCountForTesting(), before + 1);
+    EXPECT_EQ(UserDefaults("test.kept"), kept);
+}
+
 TEST(UserDefaultsTest, SynchronizeWritesABinaryPropertyListThatANewStoreReads) {
     testing::ScopedVelmoraHome home;
     {
