@@ -146,7 +146,15 @@ class VelmoraDAO {
 
     // --- Persisted and purgeable state ------------------------------------------------------
     // The persisted dictionary (a shared, mutable dictionary Value), loaded on first use.
+    // Other threads may change or save it at any time, so a caller that changes it does
+    // so through updateGlobalPersistableData, which holds the lock that saving takes its
+    // snapshot under; nested containers are replaced there, never changed in place (the
+    // snapshot shares them). Reading through the returned Value is safe only while no
+    // thread changes the dictionary.
     Value GlobalPersistableData();
+    // Runs change on the persisted dictionary (loaded first if need be) under its lock.
+    // change must not call back into this object's persisted-state functions.
+    void updateGlobalPersistableData(const std::function<void(Dictionary&)>& change);
     // Never written out.
     Value GlobalPurgableStateData();
     void loadGlobalPersistableData();
@@ -240,6 +248,11 @@ class VelmoraDAO {
     std::atomic<std::int64_t> weekStartsIndex_{0};
     Value globalPersistableData_;
     Value globalPurgableStateData_;
+    std::uint64_t persistableSnapshots_ = 0;  // snapshots taken for saving
+
+    // Serialises the writes of the persisted dictionary; never held with globalStateLock_.
+    std::mutex persistableWriteMutex_;
+    std::uint64_t persistableWritten_ = 0;  // the latest snapshot written
 
     mutable std::mutex suiteMutex_;  // guards the two below
     std::string sharedGroupSuiteName_;

@@ -320,7 +320,7 @@ TEST_F(VelmoraDAOTest, ClassLevelBackgroundTasks) {
 }
 
 TEST_F(VelmoraDAOTest, PersistedDictionarySurvivesAndCorruptionIsLogged) {
-    dao().GlobalPersistableData().asDictionary()->set("lastSync", 42);
+    dao().updateGlobalPersistableData([](Dictionary& data) { data.set("lastSync", 42); });
     dao().GlobalPurgableStateData().asDictionary()->set("scratch", "x");
     dao().saveGlobalPersistableData();
     EXPECT_TRUE(logged("Global Persistable Data SAVED: 1"));
@@ -356,6 +356,38 @@ TEST_F(VelmoraDAOTest, PersistedDictionarySurvivesAndCorruptionIsLogged) {
     dao().deleteGlobalPersistableState();
     EXPECT_FALSE(std::filesystem::exists(path));
     EXPECT_TRUE(VelmoraDAO::unlockFileAtPath(path));  // no file: nothing to unlock
+}
+
+// Fault: saving archived the live shared dictionary on one thread while callers changed
+// it on others. Changes now go through updateGlobalPersistableData and saving archives a
+// snapshot; under ThreadSanitizer this test reports any access that escapes the lock.
+TEST_F(VelmoraDAOTest, PersistedDictionaryChangesAndSavesMayRunConcurrently) {
+    VelmoraDAO& shared = dao();
+    testing::runBoundedInTime([&] {
+        std::vector<std::thread> threads;
+        for (const char* key : {"a", "b"}) {
+            threads.emplace_back([&shared, key] {
+                for (int i = 1; i <= 300; ++i) {
+                    shared.updateGlobalPersistableData(
+                        [&](Dictionary& data) { data.set(Value(key), Value(i)); });
+                }
+            });
+        }
+        threads.emplace_back([&shared] {
+            for (int i = 0; i < 20; ++i) {
+                shared.saveGlobalPersistableData();
+            }
+        });
+        for (auto& thread : threads) {
+            thread.join();
+        }
+    });
+    shared.saveGlobalPersistableData();
+    VelmoraDAO reader;
+    reader.initSingletons();
+    const Value saved = reader.GlobalPersistableData();
+    EXPECT_TRUE(saved.asDictionary()->find("a")->isEqual(300));
+    EXPECT_TRUE(saved.asDictionary()->find("b")->isEqual(300));
 }
 
 TEST_F(VelmoraDAOTest, DocumentFiles) {
@@ -404,6 +436,37 @@ TEST_F(VelmoraDAOTest, KeyValueObservingHelpers) {
     VelmoraDAO::removeKVOForUserDefaults(defaults, "PreventSleep", recorder);
     defaults.setBool(false, "PreventSleep");
     EXPECT_EQ(recorder.seen, (std::vector<std::string>{"PreventSleep=1"}));
+}
+
+// Fault: disable and enable checked and then acted on an atomic count, so an enable
+// racing a disable could clear the idle flag (and zero the count) while the other
+// thread's disable was still standing.
+TEST_F(VelmoraDAOTest, SleepStaysDisabledWhileAnyDisableStandsUnderConcurrentCalls) {
+    VelmoraDAO::resetSleep();
+    UserDefaults::standard().setBool(false, "PreventSleep");
+    constexpr int kThreads = 4;
+    std::atomic<int> flagOffWhileDisabled{0};
+    testing::runBoundedInTime([&] {
+        std::vector<std::thread> threads;
+        for (int t = 0; t < kThreads; ++t) {
+            threads.emplace_back([&] {
+                for (int i = 0; i < 10000; ++i) {
+                    VelmoraDAO::disableSleep();
+                    if (!application_->isIdleTimerDisabled() ||
+                        VelmoraDAO::sleepDisableCount() < 1) {
+                        ++flagOffWhileDisabled;
+                    }
+                    VelmoraDAO::enableSleep();
+                }
+            });
+        }
+        for (auto& thread : threads) {
+            thread.join();
+        }
+    });
+    EXPECT_EQ(flagOffWhileDisabled.load(), 0);
+    EXPECT_EQ(VelmoraDAO::sleepDisableCount(), 0);
+    EXPECT_FALSE(application_->isIdleTimerDisabled());
 }
 
 TEST_F(VelmoraDAOTest, SleepAndNetworkCounters) {
