@@ -10,6 +10,13 @@
 // The day-change machinery runs on the main run loop; background-task starts and ends and
 // the network indicator hop to the main thread themselves.
 //
+// Lifetime: destroying an instance stops its callbacks first (those in progress on other
+// threads finish before the destructor goes on; none starts afterwards), then drops its
+// queued operations and waits for the running ones. The framework's own work never waits
+// for the main queue while it runs, so an instance may be destroyed on the main thread
+// during background work; a taskBlock that itself waits for the main queue must not be
+// running when the instance is destroyed on the main thread.
+//
 //   VelmoraDAO& dao = VelmoraDAO::getSharedInstance();
 //   dao.startChangeOfDayTimer();
 //   std::shared_ptr<Calendar> calendar = dao.getThreadSafeNSCalendar(false);
@@ -35,6 +42,7 @@
 #include "Velmora/platform/locale/DateFormatter.h"
 #include "Velmora/platform/locale/NumberFormatter.h"
 #include "Velmora/services/BackgroundTask.h"
+#include "Velmora/services/internal/Lifeline.h"
 
 namespace velmora {
 
@@ -270,8 +278,10 @@ class VelmoraDAO {
     UIBackgroundTaskIdentifier globalBackgroundTaskIdentifier_ = UIBackgroundTaskInvalid;
 
     std::vector<NotificationCenter::Observation> observations_;
-    // Lets queued work find out whether this object still exists.
-    std::shared_ptr<VelmoraDAO*> alive_;
+    // Queued work (timers, main-queue hops, expiration handlers, operations) reaches this
+    // object only through its lifeline, which the destructor closes first.
+    using DAOLifeline = Lifeline<VelmoraDAO>;
+    std::shared_ptr<DAOLifeline> alive_;
 };
 
 }  // namespace velmora

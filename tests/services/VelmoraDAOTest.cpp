@@ -2,6 +2,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -285,6 +286,33 @@ TEST_F(VelmoraDAOTest, PerformBackgroundTaskRunsTheBlockInsideTheTask) {
         [&] { return ran.load() && dao().bgTaskIdentifier() == UIBackgroundTaskInvalid; }));
     EXPECT_TRUE(taskWasActive);
     EXPECT_EQ(dao().bgTaskRefCount(), 0);
+}
+
+// Fault: destroying the object while its background work ran deadlocked: the operation
+// ended with a sync onto the main queue, which nobody could run while the destructor
+// waited for the operation.
+TEST_F(VelmoraDAOTest, DestroyingDuringABackgroundTaskReturns) {
+    auto doomed = std::make_unique<VelmoraDAO>();
+    doomed->initSingletons();
+    std::promise<void> started;
+    std::promise<void> release;
+    std::shared_future<void> released = release.get_future().share();
+    doomed->performBackgroundTaskWithName("slow", [&started, released] {
+        started.set_value();
+        released.wait();
+    });
+    ASSERT_EQ(started.get_future().wait_for(std::chrono::seconds(5)), std::future_status::ready);
+    std::thread releaser([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(30));
+        release.set_value();
+    });
+    // The main loop does not run meanwhile, as when a host destroys it on the main thread.
+    testing::runBoundedInTime([&] { doomed.reset(); }, 10.0);
+    releaser.join();
+    // The destructor ended the task; the end queued for the main loop finds the object gone.
+    EXPECT_TRUE(application_->activeBackgroundTasks().empty());
+    RunLoop::main().runOnePass();
+    EXPECT_TRUE(application_->activeBackgroundTasks().empty());
 }
 
 TEST_F(VelmoraDAOTest, ClassLevelBackgroundTasks) {
