@@ -16,6 +16,7 @@
 #include "Velmora/platform/storage/AtomicFile.h"
 #include "Velmora/services/VelmoraDAO.h"
 
+#include "tests/support/ScopedVelmoraHome.h"
 #include "tests/support/TestSupport.h"
 
 namespace velmora {
@@ -29,11 +30,6 @@ constexpr Date kSaturdayAfternoon(1710014400);
 class VelmoraDAOTest : public ::testing::Test {
   protected:
     void SetUp() override {
-        std::string pattern =
-            (std::filesystem::temp_directory_path() / "velmora-dao-XXXXXX").string();
-        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-        home_ = pattern;
-        setenv("VELMORA_HOME", home_.c_str(), 1);
         application_ = std::make_shared<HeadlessApplication>();
         application_->setBundleIdentifier("org.velmora.tests");
         Application::install(application_);
@@ -47,9 +43,6 @@ class VelmoraDAOTest : public ::testing::Test {
         Log::removeLogger(logger_);
         Application::install(nullptr);
         UserDefaults::resetStandardUserDefaults();
-        unsetenv("VELMORA_HOME");
-        std::error_code error;
-        std::filesystem::remove_all(home_, error);
     }
 
     VelmoraDAO& dao() {
@@ -72,7 +65,7 @@ class VelmoraDAOTest : public ::testing::Test {
     testing::ScopedSystemTimeZone zone_{"America/New_York"};
     testing::ScopedCurrentLocale locale_{"en_US"};
     testing::ScopedPinnedClock clock_{kSaturdayAfternoon};
-    std::filesystem::path home_;
+    testing::ScopedVelmoraHome home_;
     std::shared_ptr<HeadlessApplication> application_;
     std::shared_ptr<MemoryLogger> logger_;
     std::unique_ptr<VelmoraDAO> dao_;

@@ -10,7 +10,7 @@
 #include "Velmora/platform/host/HeadlessApplication.h"
 #include "Velmora/platform/locale/TimeZone.h"
 
-#include "tests/platform/ScopedVelmoraHome.h"
+#include "tests/support/ScopedVelmoraHome.h"
 #include "tests/support/TestSupport.h"
 
 namespace velmora {

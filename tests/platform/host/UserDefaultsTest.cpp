@@ -13,7 +13,7 @@
 #include "Velmora/platform/storage/PropertyList.h"
 #include "Velmora/platform/storage/UserDirectories.h"
 
-#include "tests/platform/ScopedVelmoraHome.h"
+#include "tests/support/ScopedVelmoraHome.h"
 
 namespace velmora {
 namespace {
