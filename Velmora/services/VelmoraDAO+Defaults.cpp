@@ -63,13 +63,24 @@ void VelmoraDAO::setSharedGroupSuiteName(std::string name) {
 }
 
 UserDefaults VelmoraDAO::sharedUserDefaultsObj() {
+    std::string suiteName;
+    {
+        std::lock_guard lock(suiteMutex_);
+        if (sharedUserDefaultsObj_) {
+            return *sharedUserDefaultsObj_;
+        }
+        suiteName = sharedGroupSuiteName_;
+    }
+    if (suiteName.empty()) {
+        log::error("Shared Group Identifier NOT set - crashing");
+        throw InternalInconsistencyException("Shared Group Identifier NOT set - crashing");
+    }
+    // Opened outside suiteMutex_: the first open of a suite reads its file. Two threads
+    // racing here get the same store (the defaults registry shares it); the first wins.
+    UserDefaults opened(suiteName);
     std::lock_guard lock(suiteMutex_);
     if (!sharedUserDefaultsObj_) {
-        if (sharedGroupSuiteName_.empty()) {
-            log::error("Shared Group Identifier NOT set - crashing");
-            throw InternalInconsistencyException("Shared Group Identifier NOT set - crashing");
-        }
-        sharedUserDefaultsObj_.emplace(sharedGroupSuiteName_);
+        sharedUserDefaultsObj_.emplace(std::move(opened));
     }
     return *sharedUserDefaultsObj_;
 }
@@ -94,7 +105,9 @@ void VelmoraDAO::updatedSharedUserDefault(const std::string& key) {
     if (!value.isNil()) {
         group.setObject(value, key);
     }
-    group.synchronize();
+    // Callers are usually on the main thread: the write (and its fsync) goes to the
+    // background queue. The value is already visible to every handle of the suite.
+    runAsyncInBackgroundQueue([group] { UserDefaults(group).synchronize(); });
 }
 
 void VelmoraDAO::updatediCloudSharedUserDefault(const std::string& key) {

@@ -431,9 +431,25 @@ TEST_F(VelmoraDAOTest, AppGroupDefaultsNeedASuiteName) {
     UserDefaults group = dao().sharedUserDefaultsObj();
     EXPECT_EQ(group.suiteName(), "group.org.velmora.tests");
 
+    // Fault: the copy synchronised the group's file (an fsync) on the caller's thread,
+    // usually the main one. The write now happens in the background.
+    static std::atomic<bool> wroteOnCallerThread{false};
+    static std::atomic<bool> wrote{false};
+    static std::thread::id caller;
+    caller = std::this_thread::get_id();
+    AtomicFile::setFaultInjectorForTesting([](const char* step) {
+        if (std::string_view(step) == "fsync") {
+            wroteOnCallerThread = wroteOnCallerThread || std::this_thread::get_id() == caller;
+            wrote = true;
+        }
+        return true;
+    });
     UserDefaults::standard().setObject(Value("dark"), "Theme");
     dao().updatedSharedUserDefault("Theme");
     EXPECT_TRUE(group.objectForKey("Theme").isEqual("dark"));
+    EXPECT_TRUE(testing::runMainLoopUntil([] { return wrote.load(); }));
+    AtomicFile::setFaultInjectorForTesting(nullptr);
+    EXPECT_FALSE(wroteOnCallerThread);
 
     // The cloud copy happens only when the user allows it.
     dao().updatediCloudSharedUserDefault("Theme");
