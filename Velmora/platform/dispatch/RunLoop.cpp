@@ -154,26 +154,26 @@ struct RunLoop::Impl {
     // whether a handler other than the loop's own wake-up ran.
     bool runIoHandlers(double wait) {
         std::size_t handled = 0;
+        // A throwing handler leaves the context usable: it is reported and counted, and
+        // the context is polled again for the handlers behind it.
+        const auto guarded = [&](const auto& run) {
+            try {
+                handled += run();
+                return true;
+            } catch (...) {
+                ++handled;
+                reportBlockException("a run loop I/O handler");
+                return false;
+            }
+        };
         if (wait > 0) {
             using namespace std::chrono;
             // Cap a forever-wait at a day: a pass of run() then starts over, harmlessly.
-            const auto span = duration<double>(std::min(wait, 86400.0));
-            try {
-                handled += io.run_one_for(duration_cast<steady_clock::duration>(span));
-            } catch (...) {
-                ++handled;
-                reportBlockException("a run loop I/O handler");
-            }
+            const auto span =
+                duration_cast<steady_clock::duration>(duration<double>(std::min(wait, 86400.0)));
+            guarded([&] { return io.run_one_for(span); });
         }
-        // A throwing handler leaves the context usable: report it and poll the rest.
-        for (;;) {
-            try {
-                handled += io.poll();
-                break;
-            } catch (...) {
-                ++handled;
-                reportBlockException("a run loop I/O handler");
-            }
+        while (!guarded([&] { return io.poll(); })) {
         }
         return handled > wakeHandlersRun.exchange(0);
     }
