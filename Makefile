@@ -6,7 +6,7 @@ BUILD := build/$(PRESET)
 # The tool as users run it: optimised, from the release preset.
 VELMORA := build/release/tools/velmora/velmora
 
-.PHONY: all bootstrap configure build test tool demo bench sanitize fuzz format clean install package
+.PHONY: all bootstrap configure build test tool demo bench sanitize sanitize-ci fuzz format clean install package
 
 all: build
 
@@ -42,6 +42,18 @@ bench:
 sanitize:
 	@$(MAKE) --no-print-directory test PRESET=asan
 	@$(MAKE) --no-print-directory test PRESET=tsan
+
+# What CI runs after `make test`: the whole suite under AddressSanitizer+UBSan, then
+# ThreadSanitizer on the suites where threads meet (building only their test programs).
+TSAN_SUITES ?= platform services collections messaging
+TSAN_PRESENT := $(foreach m,$(TSAN_SUITES),$(if $(wildcard tests/$(m)/*Test.cpp),$(m)))
+empty :=
+TSAN_LABELS := ^($(subst $(empty) $(empty),|,$(strip $(TSAN_PRESENT))))$$
+sanitize-ci:
+	@$(MAKE) --no-print-directory test PRESET=asan
+	@cmake --preset tsan >/dev/null
+	@cmake --build --preset tsan -j $(JOBS) --target $(foreach m,$(TSAN_PRESENT),velmora_$(m)_tests)
+	@ctest --preset tsan -j $(JOBS) -L '$(TSAN_LABELS)'
 
 # Every fuzz target under libFuzzer for FUZZ_SECONDS each (clang preset `fuzz`).
 FUZZ_SECONDS ?= 60

@@ -84,7 +84,9 @@ function(velmora_add_test)
         DISCOVERY_MODE PRE_TEST
         PROPERTIES LABELS "${ARG_MODULE};${ARG_LABELS}" TIMEOUT 120
         # Read by ThreadSanitizer builds only (see the file for what it hides and why).
-        ENVIRONMENT "TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/tsan.supp")
+        # Appended, so that the options the test preset sets (halt_on_error) still hold.
+        ENVIRONMENT_MODIFICATION
+            "TSAN_OPTIONS=string_append::suppressions=${PROJECT_SOURCE_DIR}/tests/support/tsan.supp")
 endfunction()
 
 # velmora_add_bench(NAME <name> SOURCES <files>... [DEPS <targets>...])

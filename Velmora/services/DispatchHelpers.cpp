@@ -7,6 +7,7 @@
 
 #include "Velmora/platform/dispatch/DispatchQueue.h"
 #include "Velmora/platform/host/Application.h"
+#include "Velmora/platform/logging/BlockExceptions.h"
 
 namespace velmora {
 namespace {
@@ -48,7 +49,9 @@ void runAsyncOnMainQueueWithoutDeadlocking(DispatchBlock block) {
         return;
     }
     if (isMainQueue()) {
-        block();
+        // The caller asked for async work: its exception is reported as a queued
+        // block's would be, not thrown into the caller.
+        runReportingExceptions(DispatchQueue::main().label(), block);
     } else {
         DispatchQueue::main().async(std::move(block));
     }

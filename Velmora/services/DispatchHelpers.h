@@ -9,6 +9,11 @@
 // Thread safety: every function may be called from any thread. Empty blocks are
 // ignored. Delays are in seconds (converted to nanoseconds by multiplying by 1e9).
 //
+// Exceptions follow the queues' rule: a block the caller waits for (the ones that run on
+// the main queue and wait, and any block run at once on the main queue by a waiting
+// helper) rethrows into the caller; an async block's exception is logged at error level
+// and dropped, also when the async helper runs it at once.
+//
 //   runAsyncInBackgroundQueue([] {
 //       auto rows = loadRows();
 //       runOnMainQueueWithoutDeadlocking([&] { table.reload(rows); });

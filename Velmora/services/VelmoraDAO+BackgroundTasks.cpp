@@ -16,27 +16,27 @@ void VelmoraDAO::startBackgroundTaskIfNeededWithName(const std::string& /*name*/
         return;
     }
     bgTaskCreatedDate_ = Date::now();
-    std::weak_ptr<VelmoraDAO*> alive = alive_;
+    std::weak_ptr<DAOLifeline> alive = alive_;
     // The platform task takes the one fixed name whatever its first user called it:
     // it stands for all of them.
     bgTaskIdentifier_ = Application::shared()->beginBackgroundTask("Global BG Task", [alive] {
-        auto self = alive.lock();
-        if (!self) {
-            return;
-        }
-        VelmoraDAO& dao = **self;
-        Date created;
-        {
-            std::lock_guard expiryLock(dao.bgTaskLock_);
-            created = dao.bgTaskCreatedDate_;
-        }
-        log::warning("[BACKGROUND TASK] Global BG Task expired after {} seconds",
-                     static_cast<long long>(std::floor(-created.timeIntervalSinceNow())));
-        runOnMainQueueWithoutDeadlocking([alive] {
-            if (auto again = alive.lock()) {
-                (*again)->endBackgroundTaskIfExistsByForce(true);
+        const bool live = DAOLifeline::ifAlive(alive, [](VelmoraDAO& dao) {
+            Date created;
+            {
+                std::lock_guard expiryLock(dao.bgTaskLock_);
+                created = dao.bgTaskCreatedDate_;
             }
+            log::warning("[BACKGROUND TASK] Global BG Task expired after {} seconds",
+                         static_cast<long long>(std::floor(-created.timeIntervalSinceNow())));
         });
+        // The hop to the main queue is made outside the lifeline: a destructor running on
+        // the main thread would otherwise wait for us while we wait for it.
+        if (live) {
+            runOnMainQueueWithoutDeadlocking([alive] {
+                DAOLifeline::ifAlive(
+                    alive, [](VelmoraDAO& dao) { dao.endBackgroundTaskIfExistsByForce(true); });
+            });
+        }
     });
 }
 
@@ -79,19 +79,27 @@ void VelmoraDAO::endAsynchronousBackgroundTask(const std::string& name) {
 
 void VelmoraDAO::performBackgroundTaskWithName(std::string name, std::function<void()> taskBlock) {
     runOnMainQueueWithoutDeadlocking([this, &name] { startBackgroundTaskIfNeededWithName(name); });
-    std::weak_ptr<VelmoraDAO*> alive = alive_;
+    std::weak_ptr<DAOLifeline> alive = alive_;
     bgOperationQueue_->addOperation([alive, block = std::move(taskBlock)] {
         if (alive.expired()) {
             return;
         }
+        // Ends the task even when the block throws (the operation queue reports it). The
+        // hop is async: a destructor on the main thread waits for this operation, so
+        // waiting here for the main queue would deadlock.
+        struct EndTaskOnExit {
+            std::weak_ptr<DAOLifeline> alive;
+            ~EndTaskOnExit() {
+                runAsyncOnMainQueue([alive = alive] {
+                    DAOLifeline::ifAlive(alive, [](VelmoraDAO& dao) {
+                        dao.endBackgroundTaskIfExistsByForce(false);
+                    });
+                });
+            }
+        } endTask{alive};
         if (block) {
             block();
         }
-        runOnMainQueueWithoutDeadlocking([alive] {
-            if (auto self = alive.lock()) {
-                (*self)->endBackgroundTaskIfExistsByForce(false);
-            }
-        });
     });
 }
 

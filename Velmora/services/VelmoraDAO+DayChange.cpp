@@ -27,7 +27,12 @@ void VelmoraDAO::setDayTimer(std::optional<RunLoop::Timer> timer) {
             timerFireDate_.reset();
         }
     }
-    // previous is cancelled here, outside the lock.
+    // Cancelled outside the lock, on the main loop's thread: only there does invalidating
+    // a timer guarantee that its block is not running or about to run.
+    if (previous && !RunLoop::isMainThread()) {
+        auto handle = std::make_shared<RunLoop::Timer>(std::move(*previous));
+        RunLoop::main().post([handle] { handle->invalidate(); });
+    }
 }
 
 std::optional<Date> VelmoraDAO::changeOfDayTimerFireDate() const {
@@ -47,11 +52,9 @@ void VelmoraDAO::startChangeOfDayTimer() {
         return;
     }
     const double delay = end->timeIntervalSinceNow() + kDelayAfterEndOfDay;
-    std::weak_ptr<VelmoraDAO*> alive = alive_;
+    std::weak_ptr<DAOLifeline> alive = alive_;
     RunLoop::Timer timer = RunLoop::main().scheduleTimer(delay, kTimerTolerance, [alive] {
-        if (auto self = alive.lock()) {
-            (*self)->informChangeOfDay();
-        }
+        DAOLifeline::ifAlive(alive, [](VelmoraDAO& dao) { dao.informChangeOfDay(); });
     });
     {
         std::lock_guard lock(timerMutex_);
@@ -115,12 +118,9 @@ void VelmoraDAO::checkIfTimezoneOrLocaleChangedAndInform() {
             return;
         }
     }
-    std::weak_ptr<VelmoraDAO*> alive = alive_;
-    DispatchQueue::main().async([alive] {
-        if (auto self = alive.lock()) {
-            (*self)->informChangeOfDay();
-        }
-    });
+    std::weak_ptr<DAOLifeline> alive = alive_;
+    DispatchQueue::main().async(
+        [alive] { DAOLifeline::ifAlive(alive, [](VelmoraDAO& dao) { dao.informChangeOfDay(); }); });
 }
 
 void VelmoraDAO::handleTimeChanged(const Notification& notification) {

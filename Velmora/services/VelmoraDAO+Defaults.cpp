@@ -1,7 +1,10 @@
 // The app-group defaults and the copying of changed values into them and into the
 // cloud-synced defaults; key-value observing of defaults; the idle (sleep) timer and the
 // network activity indicator.
+#include <mutex>
+
 #include "Velmora/platform/foundation/InternalInconsistencyException.h"
+#include "Velmora/platform/foundation/NoDestructor.h"
 #include "Velmora/platform/host/VLCloudUserDefaults.h"
 #include "Velmora/platform/logging/Log.h"
 #include "Velmora/services/DispatchHelpers.h"
@@ -14,9 +17,17 @@ namespace {
 // caller can pass by accident.
 const char kDefaultObservingContext = 0;
 
-std::atomic<std::int64_t>& sleepDisableCounter() {
-    static std::atomic<std::int64_t> counter{0};
-    return counter;
+// The count of disableSleep calls not yet matched, and the lock that keeps it and the
+// application's idle flag moving together: without it a disable and an enable racing
+// could leave the flag set with the count at zero.
+struct SleepState {
+    std::mutex mutex;
+    std::int64_t disableCount = 0;
+};
+
+SleepState& sleepState() {
+    static NoDestructor<SleepState> state;
+    return *state;
 }
 
 // Sets the flag for the duration of a copy; false when a copy is already under way (a
@@ -52,13 +63,24 @@ void VelmoraDAO::setSharedGroupSuiteName(std::string name) {
 }
 
 UserDefaults VelmoraDAO::sharedUserDefaultsObj() {
+    std::string suiteName;
+    {
+        std::lock_guard lock(suiteMutex_);
+        if (sharedUserDefaultsObj_) {
+            return *sharedUserDefaultsObj_;
+        }
+        suiteName = sharedGroupSuiteName_;
+    }
+    if (suiteName.empty()) {
+        log::error("Shared Group Identifier NOT set - crashing");
+        throw InternalInconsistencyException("Shared Group Identifier NOT set - crashing");
+    }
+    // Opened outside suiteMutex_: the first open of a suite reads its file. Two threads
+    // racing here get the same store (the defaults registry shares it); the first wins.
+    UserDefaults opened(suiteName);
     std::lock_guard lock(suiteMutex_);
     if (!sharedUserDefaultsObj_) {
-        if (sharedGroupSuiteName_.empty()) {
-            log::error("Shared Group Identifier NOT set - crashing");
-            throw InternalInconsistencyException("Shared Group Identifier NOT set - crashing");
-        }
-        sharedUserDefaultsObj_.emplace(sharedGroupSuiteName_);
+        sharedUserDefaultsObj_.emplace(std::move(opened));
     }
     return *sharedUserDefaultsObj_;
 }
@@ -83,7 +105,9 @@ void VelmoraDAO::updatedSharedUserDefault(const std::string& key) {
     if (!value.isNil()) {
         group.setObject(value, key);
     }
-    group.synchronize();
+    // Callers are usually on the main thread: the write (and its fsync) goes to the
+    // background queue. The value is already visible to every handle of the suite.
+    runAsyncInBackgroundQueue([group] { UserDefaults(group).synchronize(); });
 }
 
 void VelmoraDAO::updatediCloudSharedUserDefault(const std::string& key) {
@@ -120,29 +144,36 @@ void VelmoraDAO::removeKVOForUserDefaults(UserDefaults& defaults, const std::str
 }
 
 void VelmoraDAO::disableSleep() {
-    if (sleepDisableCounter().fetch_add(1) == 0 && !Application::shared()->isIdleTimerDisabled()) {
-        Application::shared()->setIdleTimerDisabled(true);
+    const auto application = Application::shared();
+    std::lock_guard lock(sleepState().mutex);
+    if (sleepState().disableCount++ == 0 && !application->isIdleTimerDisabled()) {
+        application->setIdleTimerDisabled(true);
     }
 }
 
 void VelmoraDAO::enableSleep() {
-    if (sleepDisableCounter().fetch_sub(1) < 2) {
-        const auto application = Application::shared();
-        if (!UserDefaults::standard().boolForKey("PreventSleep") &&
-            application->isIdleTimerDisabled()) {
+    // Read before the lock: the first read of the standard defaults loads a file.
+    const bool preventSleep = UserDefaults::standard().boolForKey("PreventSleep");
+    const auto application = Application::shared();
+    std::lock_guard lock(sleepState().mutex);
+    if (sleepState().disableCount-- < 2) {
+        if (!preventSleep && application->isIdleTimerDisabled()) {
             application->setIdleTimerDisabled(false);
         }
-        sleepDisableCounter().store(0);
+        sleepState().disableCount = 0;
     }
 }
 
 void VelmoraDAO::resetSleep() {
-    Application::shared()->setIdleTimerDisabled(false);
-    sleepDisableCounter().store(0);
+    const auto application = Application::shared();
+    std::lock_guard lock(sleepState().mutex);
+    application->setIdleTimerDisabled(false);
+    sleepState().disableCount = 0;
 }
 
 std::int64_t VelmoraDAO::sleepDisableCount() {
-    return sleepDisableCounter().load();
+    std::lock_guard lock(sleepState().mutex);
+    return sleepState().disableCount;
 }
 
 void VelmoraDAO::showNetworkActivityIndicator() {

@@ -72,18 +72,37 @@ void VelmoraDAO::persistableStateLoadLocked() {
     }
 }
 
-void VelmoraDAO::saveGlobalPersistableData() {
+void VelmoraDAO::updateGlobalPersistableData(const std::function<void(Dictionary&)>& change) {
     std::lock_guard lock(globalStateLock_);
-    if (globalPersistableData_.isNil()) {
-        return;
+    persistableStateLoadLocked();
+    change(*globalPersistableData_.asDictionary());
+}
+
+void VelmoraDAO::saveGlobalPersistableData() {
+    // Archived and written outside globalStateLock_: a snapshot is taken under it, and
+    // the writes are ordered by the snapshots' numbers so an older one never lands last.
+    Value snapshot;
+    std::uint64_t number = 0;
+    {
+        std::lock_guard lock(globalStateLock_);
+        if (globalPersistableData_.isNil()) {
+            return;
+        }
+        snapshot = globalPersistableData_.copy();
+        number = ++persistableSnapshots_;
+    }
+    std::lock_guard writing(persistableWriteMutex_);
+    if (persistableWritten_ > number) {
+        return;  // a later snapshot is already on disk
     }
     const std::optional<std::filesystem::path> path = pathToPersistableStorage();
     std::string error = "no documents directory";
     std::optional<Bytes> archive;
     if (path) {
-        archive = KeyedArchiver::archivedData(globalPersistableData_, &error);
+        archive = KeyedArchiver::archivedData(snapshot, &error);
     }
     if (archive && AtomicFile::write(*path, *archive, &error)) {
+        persistableWritten_ = number;
         log::info("Global Persistable Data SAVED: {}", fileExists(*path) ? 1 : 0);
     } else {
         log::error("Global Persistable Data save FAILED: {}", error);

@@ -1,5 +1,6 @@
 #include "Velmora/services/VelmoraDAO.h"
 
+#include <algorithm>
 #include <array>
 #include <cctype>
 #include <utility>
@@ -34,15 +35,25 @@ VelmoraDAO& VelmoraDAO::getSharedInstance() {
     return *instance;
 }
 
-VelmoraDAO::VelmoraDAO() : alive_(std::make_shared<VelmoraDAO*>(this)) {}
+VelmoraDAO::VelmoraDAO() : alive_(std::make_shared<DAOLifeline>(*this)) {}
 
 VelmoraDAO::~VelmoraDAO() {
+    // Observers call in directly; removing them waits for their calls on other threads.
     observations_.clear();
+    alive_->close();
     setDayTimer(std::nullopt);
-    // Operations still queued check alive_ before touching this object; running ones
-    // finish before the queue (and this object) go away.
-    alive_.reset();
+    // Dropped operations never start; running ones finish their block (their hop back to
+    // the main queue is async and finds the lifeline closed), so this wait ends.
     bgOperationQueue_.reset();
+    // A task still open belongs to nobody once this object is gone.
+    UIBackgroundTaskIdentifier open = UIBackgroundTaskInvalid;
+    {
+        std::lock_guard lock(bgTaskLock_);
+        open = std::exchange(bgTaskIdentifier_, UIBackgroundTaskInvalid);
+    }
+    if (open != UIBackgroundTaskInvalid) {
+        Application::shared()->endBackgroundTask(open);
+    }
 }
 
 void VelmoraDAO::initSingletons() {
@@ -164,12 +175,10 @@ bool VelmoraDAO::isMetricSystem() const {
 }
 
 void VelmoraDAO::createCalendarAndDateFormatters() {
-    std::lock_guard lock(globalStateLock_);
-    std::int64_t index = UserDefaults::standard().integerForKey("WeekStartsIndex");
-    if (index >= 8) {
-        index = 7;
-    }
-    weekStartsIndex_.store(index);
+    // No lock: the first use of the standard defaults reads a file, and the week start is
+    // an atomic of its own.
+    const std::int64_t index = UserDefaults::standard().integerForKey("WeekStartsIndex");
+    weekStartsIndex_.store(std::min<std::int64_t>(index, 7));
 }
 
 void VelmoraDAO::checkIf24Hours() {

@@ -10,6 +10,13 @@
 // The day-change machinery runs on the main run loop; background-task starts and ends and
 // the network indicator hop to the main thread themselves.
 //
+// Lifetime: destroying an instance stops its callbacks first (those in progress on other
+// threads finish before the destructor goes on; none starts afterwards), then drops its
+// queued operations and waits for the running ones. The framework's own work never waits
+// for the main queue while it runs, so an instance may be destroyed on the main thread
+// during background work; a taskBlock that itself waits for the main queue must not be
+// running when the instance is destroyed on the main thread.
+//
 //   VelmoraDAO& dao = VelmoraDAO::getSharedInstance();
 //   dao.startChangeOfDayTimer();
 //   std::shared_ptr<Calendar> calendar = dao.getThreadSafeNSCalendar(false);
@@ -35,6 +42,7 @@
 #include "Velmora/platform/locale/DateFormatter.h"
 #include "Velmora/platform/locale/NumberFormatter.h"
 #include "Velmora/services/BackgroundTask.h"
+#include "Velmora/services/internal/Lifeline.h"
 
 namespace velmora {
 
@@ -149,7 +157,15 @@ class VelmoraDAO {
 
     // --- Persisted and purgeable state ------------------------------------------------------
     // The persisted dictionary (a shared, mutable dictionary Value), loaded on first use.
+    // Other threads may change or save it at any time, so a caller that changes it does
+    // so through updateGlobalPersistableData, which holds the lock that saving takes its
+    // snapshot under; nested containers are replaced there, never changed in place (the
+    // snapshot shares them). Reading through the returned Value is safe only while no
+    // thread changes the dictionary.
     Value GlobalPersistableData();
+    // Runs change on the persisted dictionary (loaded first if need be) under its lock.
+    // change must not call back into this object's persisted-state functions.
+    void updateGlobalPersistableData(const std::function<void(Dictionary&)>& change);
     // Never written out.
     Value GlobalPurgableStateData();
     void loadGlobalPersistableData();
@@ -244,6 +260,11 @@ class VelmoraDAO {
     std::atomic<std::int64_t> weekStartsIndex_{0};
     Value globalPersistableData_;
     Value globalPurgableStateData_;
+    std::uint64_t persistableSnapshots_ = 0;  // snapshots taken for saving
+
+    // Serialises the writes of the persisted dictionary; never held with globalStateLock_.
+    std::mutex persistableWriteMutex_;
+    std::uint64_t persistableWritten_ = 0;  // the latest snapshot written
 
     mutable std::mutex suiteMutex_;  // guards the two below
     std::string sharedGroupSuiteName_;
@@ -261,8 +282,10 @@ class VelmoraDAO {
     UIBackgroundTaskIdentifier globalBackgroundTaskIdentifier_ = UIBackgroundTaskInvalid;
 
     std::vector<NotificationCenter::Observation> observations_;
-    // Lets queued work find out whether this object still exists.
-    std::shared_ptr<VelmoraDAO*> alive_;
+    // Queued work (timers, main-queue hops, expiration handlers, operations) reaches this
+    // object only through its lifeline, which the destructor closes first.
+    using DAOLifeline = Lifeline<VelmoraDAO>;
+    std::shared_ptr<DAOLifeline> alive_;
 };
 
 }  // namespace velmora

@@ -1,5 +1,6 @@
 #include <atomic>
 #include <future>
+#include <stdexcept>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -76,6 +77,16 @@ TEST(DispatchHelpersTest, AsyncVariantsQueueUnlessAlreadyOnTheMainQueue) {
         runAsyncOnMainQueueWithoutDeadlocking([&] { fromBackground = RunLoop::isMainThread(); });
     });
     EXPECT_TRUE(runMainLoopUntil([&] { return fromBackground.load(); }));
+}
+
+TEST(DispatchHelpersTest, ThrowingBlocksReachOnlyCallersThatWait) {
+    EXPECT_NO_THROW(runAsyncOnMainQueueWithoutDeadlocking([] { throw std::runtime_error("a"); }));
+    EXPECT_THROW(runOnMainQueueWithoutDeadlocking([] { throw std::runtime_error("s"); }),
+                 std::runtime_error);
+    onBackgroundThreadWithMainLoopRunning([] {
+        EXPECT_THROW(runOnMainQueueWithoutDeadlocking([] { throw std::runtime_error("s"); }),
+                     std::runtime_error);
+    });
 }
 
 TEST(DispatchHelpersTest, MainQueueDelayFollowsTheProcessClock) {

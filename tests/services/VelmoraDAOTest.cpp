@@ -2,6 +2,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -15,6 +16,7 @@
 #include "Velmora/platform/storage/AtomicFile.h"
 #include "Velmora/services/VelmoraDAO.h"
 
+#include "tests/support/ScopedVelmoraHome.h"
 #include "tests/support/TestSupport.h"
 
 namespace velmora {
@@ -28,11 +30,6 @@ constexpr Date kSaturdayAfternoon(1710014400);
 class VelmoraDAOTest : public ::testing::Test {
   protected:
     void SetUp() override {
-        std::string pattern =
-            (std::filesystem::temp_directory_path() / "velmora-dao-XXXXXX").string();
-        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-        home_ = pattern;
-        setenv("VELMORA_HOME", home_.c_str(), 1);
         application_ = std::make_shared<HeadlessApplication>();
         application_->setBundleIdentifier("org.velmora.tests");
         Application::install(application_);
@@ -46,9 +43,6 @@ class VelmoraDAOTest : public ::testing::Test {
         Log::removeLogger(logger_);
         Application::install(nullptr);
         UserDefaults::resetStandardUserDefaults();
-        unsetenv("VELMORA_HOME");
-        std::error_code error;
-        std::filesystem::remove_all(home_, error);
     }
 
     VelmoraDAO& dao() {
@@ -71,7 +65,7 @@ class VelmoraDAOTest : public ::testing::Test {
     testing::ScopedSystemTimeZone zone_{"America/New_York"};
     testing::ScopedCurrentLocale locale_{"en_US"};
     testing::ScopedPinnedClock clock_{kSaturdayAfternoon};
-    std::filesystem::path home_;
+    testing::ScopedVelmoraHome home_;
     std::shared_ptr<HeadlessApplication> application_;
     std::shared_ptr<MemoryLogger> logger_;
     std::unique_ptr<VelmoraDAO> dao_;
@@ -287,6 +281,33 @@ TEST_F(VelmoraDAOTest, PerformBackgroundTaskRunsTheBlockInsideTheTask) {
     EXPECT_EQ(dao().bgTaskRefCount(), 0);
 }
 
+// Fault: destroying the object while its background work ran deadlocked: the operation
+// ended with a sync onto the main queue, which nobody could run while the destructor
+// waited for the operation.
+TEST_F(VelmoraDAOTest, DestroyingDuringABackgroundTaskReturns) {
+    auto doomed = std::make_unique<VelmoraDAO>();
+    doomed->initSingletons();
+    std::promise<void> started;
+    std::promise<void> release;
+    std::shared_future<void> released = release.get_future().share();
+    doomed->performBackgroundTaskWithName("slow", [&started, released] {
+        started.set_value();
+        released.wait();
+    });
+    ASSERT_EQ(started.get_future().wait_for(std::chrono::seconds(5)), std::future_status::ready);
+    std::thread releaser([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(30));
+        release.set_value();
+    });
+    // The main loop does not run meanwhile, as when a host destroys it on the main thread.
+    testing::runBoundedInTime([&] { doomed.reset(); }, 10.0);
+    releaser.join();
+    // The destructor ended the task; the end queued for the main loop finds the object gone.
+    EXPECT_TRUE(application_->activeBackgroundTasks().empty());
+    RunLoop::main().runOnePass();
+    EXPECT_TRUE(application_->activeBackgroundTasks().empty());
+}
+
 TEST_F(VelmoraDAOTest, ClassLevelBackgroundTasks) {
     VelmoraDAO& shared = VelmoraDAO::getSharedInstance();
     const auto first = VelmoraDAO::beginBackgroundUpdateTaskWithName("first");
@@ -320,7 +341,7 @@ TEST_F(VelmoraDAOTest, ClassLevelBackgroundTasks) {
 }
 
 TEST_F(VelmoraDAOTest, PersistedDictionarySurvivesAndCorruptionIsLogged) {
-    dao().GlobalPersistableData().asDictionary()->set("lastSync", 42);
+    dao().updateGlobalPersistableData([](Dictionary& data) { data.set("lastSync", 42); });
     dao().GlobalPurgableStateData().asDictionary()->set("scratch", "x");
     dao().saveGlobalPersistableData();
     EXPECT_TRUE(logged("Global Persistable Data SAVED: 1"));
@@ -358,6 +379,38 @@ TEST_F(VelmoraDAOTest, PersistedDictionarySurvivesAndCorruptionIsLogged) {
     EXPECT_TRUE(VelmoraDAO::unlockFileAtPath(path));  // no file: nothing to unlock
 }
 
+// Fault: saving archived the live shared dictionary on one thread while callers changed
+// it on others. Changes now go through updateGlobalPersistableData and saving archives a
+// snapshot; under ThreadSanitizer this test reports any access that escapes the lock.
+TEST_F(VelmoraDAOTest, PersistedDictionaryChangesAndSavesMayRunConcurrently) {
+    VelmoraDAO& shared = dao();
+    testing::runBoundedInTime([&] {
+        std::vector<std::thread> threads;
+        for (const char* key : {"a", "b"}) {
+            threads.emplace_back([&shared, key] {
+                for (int i = 1; i <= 300; ++i) {
+                    shared.updateGlobalPersistableData(
+                        [&](Dictionary& data) { data.set(Value(key), Value(i)); });
+                }
+            });
+        }
+        threads.emplace_back([&shared] {
+            for (int i = 0; i < 20; ++i) {
+                shared.saveGlobalPersistableData();
+            }
+        });
+        for (auto& thread : threads) {
+            thread.join();
+        }
+    });
+    shared.saveGlobalPersistableData();
+    VelmoraDAO reader;
+    reader.initSingletons();
+    const Value saved = reader.GlobalPersistableData();
+    EXPECT_TRUE(saved.asDictionary()->find("a")->isEqual(300));
+    EXPECT_TRUE(saved.asDictionary()->find("b")->isEqual(300));
+}
+
 TEST_F(VelmoraDAOTest, DocumentFiles) {
     const Bytes data{1, 2, 3};
     EXPECT_FALSE(dao().doesDataExistForFileName("notes.bin"));
@@ -378,9 +431,25 @@ TEST_F(VelmoraDAOTest, AppGroupDefaultsNeedASuiteName) {
     UserDefaults group = dao().sharedUserDefaultsObj();
     EXPECT_EQ(group.suiteName(), "group.org.velmora.tests");
 
+    // Fault: the copy synchronised the group's file (an fsync) on the caller's thread,
+    // usually the main one. The write now happens in the background.
+    static std::atomic<bool> wroteOnCallerThread{false};
+    static std::atomic<bool> wrote{false};
+    static std::thread::id caller;
+    caller = std::this_thread::get_id();
+    AtomicFile::setFaultInjectorForTesting([](const char* step) {
+        if (std::string_view(step) == "fsync") {
+            wroteOnCallerThread = wroteOnCallerThread || std::this_thread::get_id() == caller;
+            wrote = true;
+        }
+        return true;
+    });
     UserDefaults::standard().setObject(Value("dark"), "Theme");
     dao().updatedSharedUserDefault("Theme");
     EXPECT_TRUE(group.objectForKey("Theme").isEqual("dark"));
+    EXPECT_TRUE(testing::runMainLoopUntil([] { return wrote.load(); }));
+    AtomicFile::setFaultInjectorForTesting(nullptr);
+    EXPECT_FALSE(wroteOnCallerThread);
 
     // The cloud copy happens only when the user allows it.
     dao().updatediCloudSharedUserDefault("Theme");
@@ -404,6 +473,37 @@ TEST_F(VelmoraDAOTest, KeyValueObservingHelpers) {
     VelmoraDAO::removeKVOForUserDefaults(defaults, "PreventSleep", recorder);
     defaults.setBool(false, "PreventSleep");
     EXPECT_EQ(recorder.seen, (std::vector<std::string>{"PreventSleep=1"}));
+}
+
+// Fault: disable and enable checked and then acted on an atomic count, so an enable
+// racing a disable could clear the idle flag (and zero the count) while the other
+// thread's disable was still standing.
+TEST_F(VelmoraDAOTest, SleepStaysDisabledWhileAnyDisableStandsUnderConcurrentCalls) {
+    VelmoraDAO::resetSleep();
+    UserDefaults::standard().setBool(false, "PreventSleep");
+    constexpr int kThreads = 4;
+    std::atomic<int> flagOffWhileDisabled{0};
+    testing::runBoundedInTime([&] {
+        std::vector<std::thread> threads;
+        for (int t = 0; t < kThreads; ++t) {
+            threads.emplace_back([&] {
+                for (int i = 0; i < 10000; ++i) {
+                    VelmoraDAO::disableSleep();
+                    if (!application_->isIdleTimerDisabled() ||
+                        VelmoraDAO::sleepDisableCount() < 1) {
+                        ++flagOffWhileDisabled;
+                    }
+                    VelmoraDAO::enableSleep();
+                }
+            });
+        }
+        for (auto& thread : threads) {
+            thread.join();
+        }
+    });
+    EXPECT_EQ(flagOffWhileDisabled.load(), 0);
+    EXPECT_EQ(VelmoraDAO::sleepDisableCount(), 0);
+    EXPECT_FALSE(application_->isIdleTimerDisabled());
 }
 
 TEST_F(VelmoraDAOTest, SleepAndNetworkCounters) {

@@ -2,6 +2,9 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <future>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -38,13 +41,39 @@ bool runMainLoopUntil(const std::function<bool()>& done, double limitSeconds) {
     return true;
 }
 
-void onBackgroundThreadWithMainLoopRunning(const std::function<void()>& body) {
+namespace {
+
+[[noreturn]] void abortHungTest(double limitSeconds) {
+    std::fprintf(stderr, "test body still running after %.1f s: aborting instead of hanging\n",
+                 limitSeconds);
+    std::fflush(stderr);
+    std::abort();
+}
+
+}  // namespace
+
+void onBackgroundThreadWithMainLoopRunning(const std::function<void()>& body, double limitSeconds) {
     std::atomic<bool> finished{false};
     std::thread worker([&] {
         body();
         finished = true;
     });
-    EXPECT_TRUE(runMainLoopUntil([&] { return finished.load(); }));
+    if (!runMainLoopUntil([&] { return finished.load(); }, limitSeconds)) {
+        abortHungTest(limitSeconds);
+    }
+    worker.join();
+}
+
+void runBoundedInTime(const std::function<void()>& body, double limitSeconds) {
+    std::promise<void> finished;
+    auto future = finished.get_future();
+    std::thread worker([&] {
+        body();
+        finished.set_value();
+    });
+    if (future.wait_for(std::chrono::duration<double>(limitSeconds)) != std::future_status::ready) {
+        abortHungTest(limitSeconds);
+    }
     worker.join();
 }
 

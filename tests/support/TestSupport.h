@@ -34,7 +34,13 @@ Date wallClockDate(const Calendar& calendar, int year, int month, int day, int h
 bool runMainLoopUntil(const std::function<bool()>& done, double limitSeconds = 10.0);
 
 // Runs body on a new thread while this thread runs the main loop, until body returns.
-void onBackgroundThreadWithMainLoopRunning(const std::function<void()>& body);
+// A body still running after limitSeconds aborts the test process with a message: its
+// thread can be neither joined nor abandoned safely, and a failed test beats a hung one.
+void onBackgroundThreadWithMainLoopRunning(const std::function<void()>& body,
+                                           double limitSeconds = 10.0);
+
+// Runs body on a new thread and waits up to limitSeconds for it, aborting as above.
+void runBoundedInTime(const std::function<void()>& body, double limitSeconds = 10.0);
 
 // Makes a zone the system time zone for the scope's lifetime, then restores the previous.
 class ScopedSystemTimeZone {

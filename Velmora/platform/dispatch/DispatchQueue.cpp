@@ -8,6 +8,7 @@
 #include "Velmora/platform/dispatch/internal/SerialDispatchQueue.h"
 #include "Velmora/platform/dispatch/internal/WorkerPool.h"
 #include "Velmora/platform/foundation/NoDestructor.h"
+#include "Velmora/platform/logging/BlockExceptions.h"
 
 namespace velmora {
 namespace {
@@ -30,10 +31,7 @@ class MainDispatchQueue final : public DispatchQueue {
 
   private:
     void enqueue(Block block) override {
-        RunLoop::main().post([this, block = std::move(block)] {
-            RunningScope scope(this);
-            block();
-        });
+        RunLoop::main().post([this, block = std::move(block)] { runAsync(block); });
     }
 
     void runSync(const Block& block) override {
@@ -43,22 +41,25 @@ class MainDispatchQueue final : public DispatchQueue {
             block();
             return;
         }
+        // The exception of a throwing block travels to the waiting caller through the
+        // promise, so the caller returns either way and the main loop carries on.
         std::promise<void> done;
         RunLoop::main().post([this, &block, &done] {
-            {
+            try {
                 RunningScope scope(this);
                 block();
+            } catch (...) {
+                done.set_exception(std::current_exception());
+                return;
             }
             done.set_value();
         });
-        done.get_future().wait();
+        done.get_future().get();
     }
 
     void enqueueAfter(std::chrono::nanoseconds delay, Block block) override {
-        RunLoop::main().postAfter(toSeconds(delay), [this, block = std::move(block)] {
-            RunningScope scope(this);
-            block();
-        });
+        RunLoop::main().postAfter(toSeconds(delay),
+                                  [this, block = std::move(block)] { runAsync(block); });
     }
 };
 
@@ -71,10 +72,7 @@ class ConcurrentDispatchQueue final : public DispatchQueue {
 
   private:
     void enqueue(Block block) override {
-        pool_.post([this, block = std::move(block)] {
-            RunningScope scope(this);
-            block();
-        });
+        pool_.post([this, block = std::move(block)] { runAsync(block); });
     }
 
     void runSync(const Block& block) override {
@@ -83,10 +81,7 @@ class ConcurrentDispatchQueue final : public DispatchQueue {
     }
 
     void enqueueAfter(std::chrono::nanoseconds delay, Block block) override {
-        pool_.postAfter(delay, [this, block = std::move(block)] {
-            RunningScope scope(this);
-            block();
-        });
+        pool_.postAfter(delay, [this, block = std::move(block)] { runAsync(block); });
     }
 
     WorkerPool& pool_;
@@ -191,6 +186,15 @@ DispatchQueue::RunningScope::RunningScope(DispatchQueue* queue) {
 
 DispatchQueue::RunningScope::~RunningScope() {
     tRunningQueues.pop_back();
+}
+
+void DispatchQueue::runAsync(const Block& block) {
+    RunningScope scope(this);
+    try {
+        block();
+    } catch (...) {
+        reportBlockException(label_);
+    }
 }
 
 bool DispatchQueue::isRunningOnThisThread() const {

@@ -15,8 +15,13 @@
 // Queue-specific values are looked up by key identity (the address of the key), as the
 // platform does; the value is an opaque pointer the queue does not own.
 //
-// Thread safety: every operation may be used from any thread. A block that throws
-// terminates the process, as on the platform.
+// Exceptions: a block that throws never stops its queue. An exception escaping an async
+// or asyncAfter block is logged at error level with its what() (see
+// logging/BlockExceptions.h) and dropped; the queue runs its next block. An exception
+// escaping a sync block is rethrown to the sync caller, after the queue has been handed
+// back, so the caller returns and later blocks still run.
+//
+// Thread safety: every operation may be used from any thread.
 //
 //   auto queue = DispatchQueue::createSerial("velmora.example.io");
 //   queue->async([] { writeJournal(); });
@@ -80,6 +85,9 @@ class DispatchQueue {
         RunningScope(const RunningScope&) = delete;
         RunningScope& operator=(const RunningScope&) = delete;
     };
+    // Runs an async block of this queue on the calling thread, marked as running and
+    // with an escaping exception reported and dropped.
+    void runAsync(const Block& block);
     // Whether a block of this queue is running on the calling thread (perhaps further
     // up the stack, below a sync onto another queue).
     bool isRunningOnThisThread() const;

@@ -5,6 +5,7 @@
 #include <mutex>
 
 #include "Velmora/platform/dispatch/DispatchQueue.h"
+#include "Velmora/platform/logging/BlockExceptions.h"
 
 namespace velmora {
 namespace {
@@ -50,7 +51,9 @@ struct OperationQueue::State : std::enable_shared_from_this<State> {
         for (auto& block : starting) {
             DispatchQueue::global(priority).async(
                 [self = shared_from_this(), block = std::move(block)]() mutable {
-                    block();
+                    // Nobody waits for an operation's result, so its exception is
+                    // reported, and the operation still counts as finished.
+                    runReportingExceptions("an operation queue", block);
                     block = nullptr;  // release what it holds before counting it finished
                     self->finished();
                 });

@@ -7,6 +7,9 @@
 // drops operations that have not started and waits for the running ones, so nothing the
 // queue's owner destroyed next is touched by them.
 //
+// An operation that throws is logged at error level with its what() and counts as
+// finished; the queue starts the next one.
+//
 // Thread safety: every operation may be used from any thread, also from inside an
 // operation (except waitUntilAllOperationsAreFinished and the destructor, which would
 // wait for themselves).

@@ -18,6 +18,7 @@
 
 #include "Velmora/platform/foundation/Clock.h"
 #include "Velmora/platform/foundation/NoDestructor.h"
+#include "Velmora/platform/logging/BlockExceptions.h"
 
 namespace velmora {
 
@@ -153,13 +154,27 @@ struct RunLoop::Impl {
     // whether a handler other than the loop's own wake-up ran.
     bool runIoHandlers(double wait) {
         std::size_t handled = 0;
+        // A throwing handler leaves the context usable: it is reported and counted, and
+        // the context is polled again for the handlers behind it.
+        const auto guarded = [&](const auto& run) {
+            try {
+                handled += run();
+                return true;
+            } catch (...) {
+                ++handled;
+                reportBlockException("a run loop I/O handler");
+                return false;
+            }
+        };
         if (wait > 0) {
             using namespace std::chrono;
             // Cap a forever-wait at a day: a pass of run() then starts over, harmlessly.
-            const auto span = duration<double>(std::min(wait, 86400.0));
-            handled += io.run_one_for(duration_cast<steady_clock::duration>(span));
+            const auto span =
+                duration_cast<steady_clock::duration>(duration<double>(std::min(wait, 86400.0)));
+            guarded([&] { return io.run_one_for(span); });
         }
-        handled += io.poll();
+        while (!guarded([&] { return io.poll(); })) {
+        }
         return handled > wakeHandlersRun.exchange(0);
     }
 
@@ -186,7 +201,7 @@ struct RunLoop::Impl {
             }
             timer->fired.store(true);
             Block block = std::move(timer->block);
-            block();
+            runReportingExceptions("a run loop timer", block);
             ran = true;
         }
         return ran;
@@ -202,7 +217,7 @@ struct RunLoop::Impl {
             batch.swap(posted);
         }
         for (auto& block : batch) {
-            block();
+            runReportingExceptions("a block posted to a run loop", block);
         }
         return !batch.empty();
     }
@@ -221,6 +236,7 @@ struct RunLoop::Impl {
             });
             performsInFlight = batch;
         }
+        const InFlightClear clear{*this};
         bool ran = false;
         for (const auto& perform : batch) {
             Block block;
@@ -233,13 +249,21 @@ struct RunLoop::Impl {
                 }
                 block = std::move(perform->block);
             }
-            block();
+            runReportingExceptions("a run loop end-of-pass perform", block);
             ran = true;
         }
-        std::lock_guard lock(mutex);
-        performsInFlight.clear();
         return ran;
     }
+
+    // Forgets the batch of performs in flight when the pass's perform stage ends, however
+    // it ends, so that a later cancel does not mark performs that already ran.
+    struct InFlightClear {
+        Impl& impl;
+        ~InFlightClear() {
+            std::lock_guard lock(impl.mutex);
+            impl.performsInFlight.clear();
+        }
+    };
 };
 
 RunLoop::Timer::Timer(std::shared_ptr<State> state) : state_(std::move(state)) {}

@@ -17,6 +17,10 @@
 // only as tests advance it (Clock::advanceForTesting), and a waiting pass does not wait
 // for a timer, only for posted work or the pass's own time limit.
 //
+// Exceptions: a posted block, timer, end-of-pass perform or I/O handler that throws is
+// logged at error level with its what() (logging/BlockExceptions.h) and dropped; the pass
+// goes on with the rest of its batch, so one throwing block never costs another its turn.
+//
 // Thread safety: post, stop, timers and performs may be used from any thread; the run
 // operations must be called on the loop's own thread. The main loop belongs to the
 // thread that last ran it (the process's first thread until then); other threads get

@@ -35,12 +35,15 @@ double Clock::uptime() {
 }
 
 void Clock::setNowForTesting(Date now) {
-    if (!gPinned.load()) {
+    const bool wasPinned = gPinned.load();
+    if (!wasPinned) {
         gPinnedUptime.store(realUptime());
     }
-    gPinnedWall.store(now.timeIntervalSince1970());
+    const double previous = gPinnedWall.exchange(now.timeIntervalSince1970());
     gPinned.store(true, std::memory_order_release);
-    NotificationCenter::defaultCenter().post(NSSystemClockDidChangeNotification);
+    if (!wasPinned || previous != now.timeIntervalSince1970()) {
+        NotificationCenter::defaultCenter().post(NSSystemClockDidChangeNotification);
+    }
 }
 
 void Clock::advanceForTesting(double seconds) {

@@ -7,7 +7,7 @@
 // advanceForTesting() moves both, setNowForTesting() moves only the wall clock (as a
 // change of the system clock would), so pending timers are not fired by a jump. Both
 // setNowForTesting() and resetForTesting() post NSSystemClockDidChangeNotification, as a
-// change of the system clock does.
+// change of the system clock does, but only when the wall clock's reading changes.
 //
 // Thread-safe.
 //

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <exception>
 #include <mutex>
 #include <vector>
 
@@ -48,6 +49,36 @@ void unregister(const std::shared_ptr<NotificationCenter::Registry>& registry,
         entry->callsInProgress.wait(calls);
     }
 }
+
+// Counts a call in progress for the scope's life. The call is counted before the caller
+// tests active: a remover that clears active after that test then sees the count and
+// waits for us (both sides use sequential consistency, so one always sees the other).
+class CallMark {
+  public:
+    explicit CallMark(NotificationCenter::Entry& entry) : entry_(entry) {
+        entry_.callsInProgress.fetch_add(1);
+    }
+    ~CallMark() {
+        entry_.callsInProgress.fetch_sub(1);
+        entry_.callsInProgress.notify_all();
+    }
+    CallMark(const CallMark&) = delete;
+    CallMark& operator=(const CallMark&) = delete;
+
+  private:
+    NotificationCenter::Entry& entry_;
+};
+
+// Marks the entry as called on this thread for the scope's life.
+class InCallMark {
+  public:
+    explicit InCallMark(const NotificationCenter::Entry& entry) {
+        tEntriesInCall.push_back(&entry);
+    }
+    ~InCallMark() { tEntriesInCall.pop_back(); }
+    InCallMark(const InCallMark&) = delete;
+    InCallMark& operator=(const InCallMark&) = delete;
+};
 
 }  // namespace
 
@@ -123,18 +154,22 @@ void NotificationCenter::post(const Notification& notification) {
             }
         }
     }
+    std::exception_ptr firstFailure;
     for (const auto& entry : targets) {
-        // Count the call before testing active: a remover that clears active after our
-        // test then sees the count and waits for us (both sides use sequential
-        // consistency, so one of them always sees the other).
-        entry->callsInProgress.fetch_add(1);
+        const CallMark mark(*entry);
         if (entry->active.load() && entry->callback) {
-            tEntriesInCall.push_back(entry.get());
-            entry->callback(notification);
-            tEntriesInCall.pop_back();
+            const InCallMark inCall(*entry);
+            try {
+                entry->callback(notification);
+            } catch (...) {
+                if (!firstFailure) {
+                    firstFailure = std::current_exception();
+                }
+            }
         }
-        entry->callsInProgress.fetch_sub(1);
-        entry->callsInProgress.notify_all();
+    }
+    if (firstFailure) {
+        std::rethrow_exception(firstFailure);
     }
 }
 

@@ -12,6 +12,11 @@
 // call to finish, so once the token is gone the callback is never running anywhere
 // (except on the remover's own stack, when it removes itself).
 //
+// Exceptions: an observer that throws does not stop the post. The remaining observers are
+// still called, and then post() rethrows the first exception to the poster, who waits for
+// the observers as a sync caller does; further exceptions of the same post are dropped.
+// The observer's call is over either way, so removing it never waits for a throw.
+//
 // Thread safety: every operation may be used from any thread.
 //
 //   auto token = NotificationCenter::defaultCenter().addObserver(

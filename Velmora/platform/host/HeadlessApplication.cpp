@@ -10,6 +10,7 @@
 #include "Velmora/platform/foundation/Clock.h"
 #include "Velmora/platform/foundation/NotificationCenter.h"
 #include "Velmora/platform/locale/TimeZone.h"
+#include "Velmora/platform/logging/BlockExceptions.h"
 #include "Velmora/platform/logging/Log.h"
 #include "Velmora/platform/storage/UserDirectories.h"
 
@@ -221,7 +222,7 @@ void HeadlessApplication::expireBackgroundTasks() {
     }
     for (const auto& handler : handlers) {
         if (handler) {
-            handler();
+            runReportingExceptions("a background task's expiration handler", handler);
         }
     }
 }

@@ -67,7 +67,8 @@ class HeadlessApplication : public Application {
     // Tasks begun and not yet ended, by identifier.
     std::map<UIBackgroundTaskIdentifier, std::string> activeBackgroundTasks() const;
     // Runs the expiration handler of every active task, as the system does when
-    // background time runs out. Call on the main thread.
+    // background time runs out. Call on the main thread. A handler that throws is
+    // logged at error level and the other handlers still run.
     void expireBackgroundTasks();
 
     bool isIdleTimerDisabled() const override;

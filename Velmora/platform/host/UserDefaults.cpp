@@ -341,10 +341,16 @@ void flushAllStores() {
     }
 }
 
+// REQUIRES: registry().mutex held. The live store of a suite, without adding a slot.
+std::shared_ptr<UserDefaults::Store> registeredStore(const std::string& suiteName) {
+    const auto found = registry().stores.find(suiteName);
+    return found == registry().stores.end() ? nullptr : found->second.lock();
+}
+
 std::shared_ptr<UserDefaults::Store> storeFor(const std::string& suiteName) {
     {
         std::lock_guard lock(registry().mutex);
-        if (auto existing = registry().stores[suiteName].lock()) {
+        if (auto existing = registeredStore(suiteName)) {
             return existing;
         }
     }
@@ -355,11 +361,13 @@ std::shared_ptr<UserDefaults::Store> storeFor(const std::string& suiteName) {
     auto made = std::make_shared<UserDefaults::Store>(suiteName, file);
     made->load();
     std::lock_guard lock(registry().mutex);
-    auto& slot = registry().stores[suiteName];
-    if (auto existing = slot.lock()) {
+    if (auto existing = registeredStore(suiteName)) {
         return existing;
     }
-    slot = made;
+    // Suites whose last handle is gone leave an expired slot; dropping them as new suites
+    // arrive keeps a host that makes many short-lived suites from growing the registry.
+    std::erase_if(registry().stores, [](const auto& entry) { return entry.second.expired(); });
+    registry().stores[suiteName] = made;
     if (!std::exchange(registry().exitHookInstalled, true)) {
         std::atexit(flushAllStores);
     }
@@ -396,6 +404,11 @@ void UserDefaults::resetStandardUserDefaults() {
     if (standard) {
         standard->flush();
     }
+}
+
+std::size_t UserDefaults::registeredSuiteCountForTesting() {
+    std::lock_guard lock(registry().mutex);
+    return registry().stores.size();
 }
 
 const std::string& UserDefaults::suiteName() const {

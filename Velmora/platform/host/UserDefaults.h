@@ -21,6 +21,7 @@
 //   defaults.setInteger(2, "WeekStartsIndex");
 //   auto token = defaults.observe("PreventSleep", KeyValueObservingOptionNew, onChange);
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -62,6 +63,8 @@ class UserDefaults {
     // Synchronizes and forgets the standard defaults; the next standard() reads them
     // again (from the directories and bundle identifier in effect then).
     static void resetStandardUserDefaults();
+    // How many suites the process-wide registry holds (live ones and not yet pruned ones).
+    static std::size_t registeredSuiteCountForTesting();
 
     // The defaults of a suite. REQUIRES: suiteName is not empty.
     explicit UserDefaults(std::string_view suiteName);

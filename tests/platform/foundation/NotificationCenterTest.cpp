@@ -1,12 +1,16 @@
 #include <atomic>
 #include <future>
 #include <optional>
+#include <stdexcept>
+#include <string>
 #include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "Velmora/platform/foundation/NotificationCenter.h"
+
+#include "tests/support/TestSupport.h"
 
 namespace velmora {
 namespace {
@@ -143,6 +147,26 @@ TEST(NotificationCenterTest, ATokenMayOutliveItsCenter) {
     auto fromDefault =
         NotificationCenter::defaultCenter().addObserver("velmora.test", [](const Notification&) {});
     EXPECT_TRUE(fromDefault.isActive());
+}
+
+// Fault: a throwing observer left its in-call count raised, so removing it from another
+// thread waited forever.
+TEST(NotificationCenterTest, AThrowingObserverLetsTheOthersRunAndCanBeRemovedElsewhere) {
+    NotificationCenter center;
+    std::vector<std::string> calls;
+    auto thrower = center.addObserver("tick", [&](const Notification&) {
+        calls.push_back("thrower");
+        throw std::runtime_error("observer failed");
+    });
+    auto second = center.addObserver("tick", [&](const Notification&) {
+        calls.push_back("second");
+        throw std::logic_error("dropped: only the first reaches the poster");
+    });
+    auto third = center.addObserver("tick", [&](const Notification&) { calls.push_back("third"); });
+    EXPECT_THROW(center.post("tick"), std::runtime_error);
+    EXPECT_EQ(calls, (std::vector<std::string>{"thrower", "second", "third"}));
+    testing::runBoundedInTime([&] { thrower.reset(); }, 5.0);
+    EXPECT_FALSE(thrower.isActive());
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include <cmath>
 #include <cstdlib>
+#include <stdexcept>
 
 #include <gtest/gtest.h>
 
@@ -9,7 +10,7 @@
 #include "Velmora/platform/host/HeadlessApplication.h"
 #include "Velmora/platform/locale/TimeZone.h"
 
-#include "tests/platform/ScopedVelmoraHome.h"
+#include "tests/support/ScopedVelmoraHome.h"
 #include "tests/support/TestSupport.h"
 
 namespace velmora {
@@ -70,6 +71,11 @@ TEST(HeadlessApplicationTest, BackgroundTasksAndFlags) {
     app.expireBackgroundTasks();
     EXPECT_EQ(expired, 2);
     EXPECT_EQ(app.activeBackgroundTasks().size(), 1u);
+    // A handler that throws is reported; the others still run.
+    const auto throwing = app.beginBackgroundTask("throws", [] { throw std::runtime_error("x"); });
+    EXPECT_NO_THROW(app.expireBackgroundTasks());
+    EXPECT_EQ(expired, 3);
+    app.endBackgroundTask(throwing);
     app.endBackgroundTask(first);
     app.endBackgroundTask(first);  // twice: nothing happens
     app.endBackgroundTask(UIBackgroundTaskInvalid);

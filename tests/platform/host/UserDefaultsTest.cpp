@@ -13,7 +13,7 @@
 #include "Velmora/platform/storage/PropertyList.h"
 #include "Velmora/platform/storage/UserDirectories.h"
 
-#include "tests/platform/ScopedVelmoraHome.h"
+#include "tests/support/ScopedVelmoraHome.h"
 
 namespace velmora {
 namespace {
@@ -67,6 +67,18 @@ TEST(UserDefaultsTest, HandlesOfOneSuiteShareOneStore) {
     EXPECT_TRUE(other.objectForKey("n").isNil());
     EXPECT_TRUE(a == b);
     EXPECT_FALSE(a == other);
+}
+
+// Fault: the suite registry kept a slot for every suite ever made, live or not.
+TEST(UserDefaultsTest, TheRegistryForgetsSuitesNoLongerInUse) {
+    testing::ScopedVelmoraHome home;
+    UserDefaults kept("test.kept");
+    const std::size_t before = UserDefaults::registeredSuiteCountForTesting();
+    for (int i = 0; i < 50; ++i) {
+        UserDefaults passing("test.passing." + std::to_string(i));
+    }
+    EXPECT_LE(UserDefaults::registeredSuiteCountForTesting(), before + 1);
+    EXPECT_EQ(UserDefaults("test.kept"), kept);
 }
 
 TEST(UserDefaultsTest, SynchronizeWritesABinaryPropertyListThatANewStoreReads) {

@@ -13,7 +13,7 @@
 
 #include "Velmora/platform/storage/AtomicFile.h"
 
-#include "tests/platform/ScopedVelmoraHome.h"
+#include "tests/support/ScopedVelmoraHome.h"
 
 namespace velmora {
 namespace {

@@ -48,11 +48,10 @@ void SerialDispatchQueue::runSync(const Block& block) {
     if (handOff) {
         handOff->get_future().wait();
     }
-    {
-        RunningScope scope(this);
-        block();
-    }
-    resume();
+    // The queue is ours until resume(): give it back even when the block throws.
+    const ResumeOnExit handBack{*this};
+    RunningScope scope(this);
+    block();
 }
 
 void SerialDispatchQueue::enqueueAfter(std::chrono::nanoseconds delay, Block block) {
@@ -81,8 +80,7 @@ void SerialDispatchQueue::drain() {
             item.handOff->set_value();  // the sync caller now owns the queue
             return;
         }
-        RunningScope scope(this);
-        item.block();
+        runAsync(item.block);
     }
     scheduleDrain();
 }

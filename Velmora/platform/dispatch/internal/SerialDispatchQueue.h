@@ -41,6 +41,11 @@ class SerialDispatchQueue final : public DispatchQueue,
     // After a sync caller's block: give the queue back to the pool, or go idle.
     void resume();
 
+    struct ResumeOnExit {
+        SerialDispatchQueue& queue;
+        ~ResumeOnExit() { queue.resume(); }
+    };
+
     WorkerPool& pool_;
     std::mutex mutex_;  // guards items_ and active_
     std::deque<Item> items_;

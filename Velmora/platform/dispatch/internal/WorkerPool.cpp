@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include "Velmora/platform/foundation/NoDestructor.h"
+#include "Velmora/platform/logging/BlockExceptions.h"
 
 namespace velmora {
 
@@ -31,7 +32,16 @@ WorkerPool::WorkerPool(std::string name, unsigned threadCount, int niceness)
                 // Per-thread on Linux; failure only leaves the thread at normal priority.
                 (void)setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), niceness);
             }
-            context_->io.run();
+            // run() returns early when a handler throws; the thread reports it and goes
+            // back to work, so a throwing block never costs the pool a thread.
+            for (;;) {
+                try {
+                    context_->io.run();
+                    return;
+                } catch (...) {
+                    reportBlockException("a worker pool thread");
+                }
+            }
         });
     }
 }

@@ -2,6 +2,8 @@
 // WorkerPool: a fixed set of named worker threads running one Asio context; the engine
 // under the global and serial dispatch queues. Its threads live for the process.
 //
+// A block that throws is reported through the logging and its thread carries on.
+//
 // Thread-safe.
 //
 //   WorkerPool& pool = WorkerPool::shared(DispatchQueue::Priority::Background);

@@ -1,0 +1,31 @@
+#include <gtest/gtest.h>
+
+#include "Velmora/platform/foundation/Clock.h"
+#include "Velmora/platform/foundation/NotificationCenter.h"
+#include "Velmora/platform/foundation/SystemNotifications.h"
+
+namespace velmora {
+namespace {
+
+// Fault: pinning the clock to the reading it already had still posted a change, so
+// observers that reload on a clock change did so for nothing.
+TEST(ClockTest, PinningPostsAChangeOnlyWhenTheReadingChanges) {
+    int changes = 0;
+    auto token = NotificationCenter::defaultCenter().addObserver(
+        NSSystemClockDidChangeNotification, [&](const Notification&) { ++changes; });
+    Clock::setNowForTesting(Date(1'700'000'000));
+    EXPECT_EQ(changes, 1);
+    Clock::setNowForTesting(Date(1'700'000'000));
+    EXPECT_EQ(changes, 1);
+    Clock::setNowForTesting(Date(1'700'000'001));
+    EXPECT_EQ(changes, 2);
+    Clock::advanceForTesting(5);  // time passing is not a change of the clock
+    EXPECT_EQ(changes, 2);
+    Clock::resetForTesting();
+    EXPECT_EQ(changes, 3);
+    Clock::resetForTesting();
+    EXPECT_EQ(changes, 3);
+}
+
+}  // namespace
+}  // namespace velmora
