@@ -73,8 +73,7 @@ std::filesystem::path FileCoordinator::lockPath(const std::filesystem::path& fil
     }
     std::error_code ignored;
     const std::filesystem::path absolute = std::filesystem::absolute(file, ignored);
-    return *directory /
-           fmt::format("{:016x}.lock", pathHash(absolute.lexically_normal().string()));
+    return *directory / fmt::format("{:016x}.lock", pathHash(absolute.lexically_normal().string()));
 }
 
 bool FileCoordinator::coordinateReading(const std::filesystem::path& file,

@@ -1,7 +1,7 @@
 #include "Velmora/platform/storage/SystemNotificationCenter.h"
 
-#include <cerrno>
 #include <algorithm>
+#include <cerrno>
 #include <condition_variable>
 #include <cstring>
 #include <exception>
@@ -22,6 +22,7 @@
 
 #include "Velmora/platform/foundation/NoDestructor.h"
 #include "Velmora/platform/logging/Log.h"
+#include "Velmora/platform/storage/UniqueFd.h"
 #include "Velmora/platform/storage/UserDirectories.h"
 
 namespace velmora {
@@ -32,22 +33,6 @@ constexpr std::string_view kFolder = "notifications";
 std::optional<std::filesystem::path> signalDirectory() {
     return UserDirectories::privateRuntimeDirectory(kFolder);
 }
-
-class FileDescriptor {
-  public:
-    explicit FileDescriptor(int fd = -1) : fd_(fd) {}
-    ~FileDescriptor() {
-        if (fd_ >= 0) {
-            ::close(fd_);
-        }
-    }
-    FileDescriptor(const FileDescriptor&) = delete;
-    FileDescriptor& operator=(const FileDescriptor&) = delete;
-    int get() const { return fd_; }
-
-  private:
-    int fd_;
-};
 
 std::uint64_t fileSize(const std::filesystem::path& path) {
     struct stat info {};
@@ -73,13 +58,13 @@ struct SystemNotificationCenter::Impl {
 
     std::mutex mutex;
     std::condition_variable callEnded;
-    std::map<std::filesystem::path, Channel> channels;   // by signal file
-    std::map<int, std::filesystem::path> directories;    // inotify watch -> directory
+    std::map<std::filesystem::path, Channel> channels;  // by signal file
+    std::map<int, std::filesystem::path> directories;   // inotify watch -> directory
     const Entry* inCall = nullptr;
     std::thread::id threadId;
     std::thread thread;
-    FileDescriptor inotify{::inotify_init1(IN_CLOEXEC | IN_NONBLOCK)};
-    FileDescriptor wake{::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};
+    UniqueFd inotify{::inotify_init1(IN_CLOEXEC | IN_NONBLOCK)};
+    UniqueFd wake{::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};
 
     ~Impl() {
         if (thread.joinable()) {
@@ -221,7 +206,9 @@ SystemNotificationCenter::Observation& SystemNotificationCenter::Observation::op
     return *this;
 }
 
-SystemNotificationCenter::Observation::~Observation() { reset(); }
+SystemNotificationCenter::Observation::~Observation() {
+    reset();
+}
 
 void SystemNotificationCenter::Observation::reset() {
     if (entry_) {
@@ -246,7 +233,7 @@ bool SystemNotificationCenter::post(std::string_view name) {
         return false;
     }
     const std::filesystem::path file = *directory / UserDirectories::fileNameComponent(name);
-    const FileDescriptor fd(
+    const UniqueFd fd(
         ::open(file.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
     if (fd.get() < 0) {
         return false;

@@ -12,8 +12,8 @@
 // Otherwise the XDG base directories are used: config is $XDG_CONFIG_HOME/velmora
 // (~/.config/velmora) and data is $XDG_DATA_HOME/velmora (~/.local/share/velmora), with
 // the same layout below them. The runtime directory is $XDG_RUNTIME_DIR/velmora, or
-// /tmp/velmora-<uid> where the session has no runtime directory. The environment is read on every call, so a test can
-// point VELMORA_HOME at a scratch directory for its scope.
+// /tmp/velmora-<uid> where the session has no runtime directory. The environment is read on every
+// call, so a test can point VELMORA_HOME at a scratch directory for its scope.
 //
 // Thread safety: every function may be called from any thread, as long as no thread
 // changes the environment at the same time.
