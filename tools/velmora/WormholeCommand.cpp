@@ -1,0 +1,203 @@
+// velmora wormhole: messages between processes of an application group.
+//
+//   velmora wormhole pass IDENTIFIER JSON --group G [--dir D] [--transit T]
+//   velmora wormhole read IDENTIFIER --group G [--dir D] [--transit T]
+//   velmora wormhole clear [IDENTIFIER] [--all] --group G [--dir D] [--transit T]
+//   velmora wormhole listen IDENTIFIER... --group G [--dir D] [--transit T]
+//                           [--count N] [--timeout S]
+//
+// `listen` prints "listening for IDENTIFIER..." once it is registered, then one line per
+// message as it arrives: a JSON object {IDENTIFIER: MESSAGE} (MESSAGE is null when
+// nothing is stored). It exits after --count messages, or with status 3 when --timeout
+// seconds pass first.
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "Velmora/messaging/VLWormhole.h"
+
+#include "tools/velmora/Commands.h"
+#include "tools/velmora/MessagingCommandSupport.h"
+
+namespace velmora::tool {
+namespace {
+
+constexpr std::string_view kName = "wormhole";
+constexpr int kExitTimedOut = 3;
+
+struct WormholeOptions {
+    std::string group, directory, transit = "file";
+    std::string identifier;                // pass, read, clear
+    std::vector<std::string> identifiers;  // listen
+    std::string message;
+    bool all = false;
+    int count = 0;
+    double timeout = 0;
+};
+
+std::optional<VLWormholeTransitingType> transitType(const std::string& name) {
+    if (name == "file") {
+        return VLWormholeTransitingType::File;
+    }
+    if (name == "coordinated") {
+        return VLWormholeTransitingType::CoordinatedFile;
+    }
+    return std::nullopt;
+}
+
+std::unique_ptr<VLWormhole> open(const WormholeOptions& options, int* status) {
+    const auto type = transitType(options.transit);
+    if (!type) {
+        *status = reportError(
+            kName, fmt::format("--transit {}: expected file or coordinated", options.transit),
+            kExitBadUsage);
+        return nullptr;
+    }
+    return std::make_unique<VLWormhole>(options.group, options.directory, *type);
+}
+
+int runPass(const WormholeOptions& options) {
+    std::string why;
+    const auto message = parseJsonValue(options.message, &why);
+    if (!message) {
+        return reportError(kName, fmt::format("MESSAGE is not JSON: {}", why), kExitBadUsage);
+    }
+    int status = 0;
+    const auto wormhole = open(options, &status);
+    if (!wormhole) {
+        return status;
+    }
+    const auto messenger = wormhole->wormholeMessenger();
+    // The same two steps as passMessageObject, so that a failed write is reported.
+    if (!messenger->writeMessageObject(*message, options.identifier)) {
+        return reportError(kName,
+                           fmt::format("cannot store the message under '{}' in group '{}'",
+                                       options.identifier, options.group),
+                           kExitRunFailure);
+    }
+    SystemNotificationCenter::shared().post(options.identifier);
+    return 0;
+}
+
+int runRead(const WormholeOptions& options) {
+    int status = 0;
+    const auto wormhole = open(options, &status);
+    if (!wormhole) {
+        return status;
+    }
+    const Value message = wormhole->messageWithIdentifier(options.identifier);
+    if (message.isNil()) {
+        return reportError(kName, fmt::format("no message under '{}'", options.identifier),
+                           kExitRunFailure);
+    }
+    const auto text = jsonText(message);
+    if (!text) {
+        return reportError(kName, "the message has no JSON form", kExitRunFailure);
+    }
+    return printLine(*text)
+               ? 0
+               : reportError(kName, "cannot write to standard output", kExitRunFailure);
+}
+
+int runClear(const WormholeOptions& options) {
+    if (options.all == !options.identifier.empty()) {
+        return reportError(kName, "give either IDENTIFIER or --all", kExitBadUsage);
+    }
+    if (options.all && options.directory.empty()) {
+        return reportError(kName, "--all clears only inside --dir", kExitBadUsage);
+    }
+    int status = 0;
+    const auto wormhole = open(options, &status);
+    if (!wormhole) {
+        return status;
+    }
+    if (options.all) {
+        wormhole->clearAllMessageContents();
+    } else {
+        wormhole->clearMessageContentsForIdentifier(options.identifier);
+    }
+    return 0;
+}
+
+int runListen(const WormholeOptions& options) {
+    int status = 0;
+    const auto wormhole = open(options, &status);
+    if (!wormhole) {
+        return status;
+    }
+    int received = 0;
+    bool outputFailed = false;
+    for (const auto& identifier : options.identifiers) {
+        wormhole->listenForMessageWithIdentifier(identifier, [&, identifier](const Value& message) {
+            ++received;
+            const auto text =
+                jsonText(Dictionary{{identifier, message.isNil() ? Value::null() : message}});
+            outputFailed |= !printLine(text.value_or(fmt::format("{{\"{}\":null}}", identifier)));
+        });
+    }
+    std::string names;
+    for (const auto& identifier : options.identifiers) {
+        names += (names.empty() ? "" : " ") + identifier;
+    }
+    if (!printLine("listening for " + names)) {
+        return reportError(kName, "cannot write to standard output", kExitRunFailure);
+    }
+    const bool done = runMainLoop(
+        [&] { return outputFailed || (options.count > 0 && received >= options.count); },
+        options.timeout);
+    if (outputFailed) {
+        return reportError(kName, "cannot write to standard output", kExitRunFailure);
+    }
+    if (!done) {
+        return reportError(kName,
+                           fmt::format("{} of {} messages within {} seconds", received,
+                                       options.count, options.timeout),
+                           kExitTimedOut);
+    }
+    return 0;
+}
+
+void addShared(CLI::App* command, WormholeOptions& options) {
+    command->add_option("--group", options.group, "The application group")->required();
+    command->add_option("--dir", options.directory, "The optional directory inside its container");
+    command->add_option("--transit", options.transit, "file (default) or coordinated");
+}
+
+}  // namespace
+
+void addWormholeCommand(CLI::App& app, int& exitCode) {
+    auto options = std::make_shared<WormholeOptions>();
+    CLI::App* wormhole =
+        app.add_subcommand("wormhole", "Messages between processes of an application group");
+    wormhole->require_subcommand(1);
+
+    CLI::App* pass = wormhole->add_subcommand("pass", "Store a JSON value and tell the listeners");
+    pass->add_option("IDENTIFIER", options->identifier, "The message identifier")->required();
+    pass->add_option("MESSAGE", options->message, "The message, any JSON value")->required();
+    addShared(pass, *options);
+    pass->callback([options, &exitCode] { exitCode = runPass(*options); });
+
+    CLI::App* read = wormhole->add_subcommand("read", "Print the stored message as JSON");
+    read->add_option("IDENTIFIER", options->identifier, "The message identifier")->required();
+    addShared(read, *options);
+    read->callback([options, &exitCode] { exitCode = runRead(*options); });
+
+    CLI::App* clear = wormhole->add_subcommand("clear", "Delete one stored message, or all");
+    clear->add_option("IDENTIFIER", options->identifier, "The message identifier");
+    clear->add_flag("--all", options->all, "Delete every message in --dir");
+    addShared(clear, *options);
+    clear->callback([options, &exitCode] { exitCode = runClear(*options); });
+
+    CLI::App* listen = wormhole->add_subcommand("listen", "Print messages as they arrive");
+    listen->add_option("IDENTIFIER", options->identifiers, "Identifiers to listen for")->required();
+    listen->add_option("--count", options->count, "Exit after N messages (0: never)")
+        ->check(CLI::NonNegativeNumber);
+    listen->add_option("--timeout", options->timeout, "Give up after S seconds (exit status 3)")
+        ->check(CLI::PositiveNumber);
+    addShared(listen, *options);
+    listen->callback([options, &exitCode] { exitCode = runListen(*options); });
+}
+
+}  // namespace velmora::tool
