@@ -6,6 +6,7 @@
 
 #include "Velmora/messaging/VLWormholeCoordinatedFileTransiting.h"
 #include "Velmora/messaging/VLWormholeFileTransiting.h"
+#include "Velmora/messaging/VLWormholeSessionTransiting.h"
 #include "Velmora/platform/dispatch/DispatchQueue.h"
 #include "Velmora/platform/logging/Log.h"
 
@@ -38,6 +39,15 @@ std::shared_ptr<VLWormholeTransiting> VLWormhole::makeMessenger(
         case VLWormholeTransitingType::CoordinatedFile:
             return std::make_shared<VLWormholeCoordinatedFileTransiting>(applicationGroupIdentifier,
                                                                          optionalDirectory);
+        case VLWormholeTransitingType::SessionContext:
+            return std::make_shared<VLWormholeSessionContextTransiting>(
+                applicationGroupIdentifier, optionalDirectory, CompanionSession::defaultSession());
+        case VLWormholeTransitingType::SessionMessage:
+            return std::make_shared<VLWormholeSessionMessageTransiting>(
+                applicationGroupIdentifier, optionalDirectory, CompanionSession::defaultSession());
+        case VLWormholeTransitingType::SessionFile:
+            return std::make_shared<VLWormholeSessionFileTransiting>(
+                applicationGroupIdentifier, optionalDirectory, CompanionSession::defaultSession());
         default:
             return std::make_shared<VLWormholeFileTransiting>(applicationGroupIdentifier,
                                                               optionalDirectory);

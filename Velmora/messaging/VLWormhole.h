@@ -44,7 +44,7 @@ class VLWormhole {
 
     VLWormhole(std::string applicationGroupIdentifier, std::string optionalDirectory,
                VLWormholeTransitingType transitingType = VLWormholeTransitingType::File);
-    ~VLWormhole();
+    virtual ~VLWormhole();
     VLWormhole(const VLWormhole&) = delete;
     VLWormhole& operator=(const VLWormhole&) = delete;
 
@@ -62,16 +62,20 @@ class VLWormhole {
     std::shared_ptr<VLWormholeTransiting> wormholeMessenger() const;
     void setWormholeMessenger(std::shared_ptr<VLWormholeTransiting> messenger);
 
-    // The messenger a transiting type stands for (any unknown value gives the file one).
+    // The messenger a transiting type stands for (any unknown value gives the file one);
+    // the session transits use CompanionSession::defaultSession().
     static std::shared_ptr<VLWormholeTransiting> makeMessenger(
         VLWormholeTransitingType type, const std::string& applicationGroupIdentifier,
         const std::string& optionalDirectory);
 
+  protected:
+    // Calls the identifier's listener, if any, on the main queue with message.
+    void notifyListenerForMessageWithIdentifier(const std::string& identifier,
+                                                const Value& message);
+
   private:
     void registerForNotificationsWithIdentifier(const std::string& identifier);
     void didReceiveMessageNotification(const Notification& notification);
-    void notifyListenerForMessageWithIdentifier(const std::string& identifier,
-                                                const Value& message);
 
     mutable std::mutex mutex_;  // guards the members below
     std::shared_ptr<VLWormholeTransiting> wormholeMessenger_;

@@ -9,14 +9,18 @@
 // `listen` prints "listening for IDENTIFIER..." once it is registered, then one line per
 // message as it arrives: a JSON object {IDENTIFIER: MESSAGE} (MESSAGE is null when
 // nothing is stored). It exits after --count messages, or with status 3 when --timeout
-// seconds pass first.
+// seconds pass first. The session transits (context, message, session-file) pair the two
+// processes through the --peer socket.
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include <fmt/format.h>
 
+#include "Velmora/messaging/CompanionSession.h"
 #include "Velmora/messaging/VLWormhole.h"
+#include "Velmora/messaging/VLWormholeSession.h"
 
 #include "tools/velmora/Commands.h"
 #include "tools/velmora/MessagingCommandSupport.h"
@@ -28,7 +32,7 @@ constexpr std::string_view kName = "wormhole";
 constexpr int kExitTimedOut = 3;
 
 struct WormholeOptions {
-    std::string group, directory, transit = "file";
+    std::string group, directory, transit = "file", peer;
     std::string identifier;                // pass, read, clear
     std::vector<std::string> identifiers;  // listen
     std::string message;
@@ -44,18 +48,60 @@ std::optional<VLWormholeTransitingType> transitType(const std::string& name) {
     if (name == "coordinated") {
         return VLWormholeTransitingType::CoordinatedFile;
     }
+    if (name == "context") {
+        return VLWormholeTransitingType::SessionContext;
+    }
+    if (name == "message") {
+        return VLWormholeTransitingType::SessionMessage;
+    }
+    if (name == "session-file") {
+        return VLWormholeTransitingType::SessionFile;
+    }
     return std::nullopt;
 }
 
-std::unique_ptr<VLWormhole> open(const WormholeOptions& options, int* status) {
+bool isSessionTransit(VLWormholeTransitingType type) {
+    return type != VLWormholeTransitingType::File &&
+           type != VLWormholeTransitingType::CoordinatedFile;
+}
+
+// The session of a session transit: paired through the --peer socket, its state kept
+// beside the socket, one state directory per role so both ends can share a folder.
+std::shared_ptr<CompanionSession> startSession(const WormholeOptions& options,
+                                               std::string_view role) {
+    std::filesystem::path state = options.peer;
+    state += fmt::format(".{}.d", role);
+    auto session = std::make_shared<CompanionSession>(options.peer, state);
+    CompanionSession::setDefaultSession(session);
+    return session;
+}
+
+// The wormhole of the command; for a listener on a session transit, the listening
+// session (activated by the caller once its listeners are in place).
+std::shared_ptr<VLWormhole> open(const WormholeOptions& options, int* status,
+                                 std::string_view role) {
     const auto type = transitType(options.transit);
     if (!type) {
-        *status = reportError(
-            kName, fmt::format("--transit {}: expected file or coordinated", options.transit),
-            kExitBadUsage);
+        *status = reportError(kName,
+                              fmt::format("--transit {}: expected file, coordinated, context, "
+                                          "message or session-file",
+                                          options.transit),
+                              kExitBadUsage);
         return nullptr;
     }
-    return std::make_unique<VLWormhole>(options.group, options.directory, *type);
+    if (isSessionTransit(*type) && options.peer.empty()) {
+        *status = reportError(
+            kName, fmt::format("--transit {} needs --peer SOCKET", options.transit), kExitBadUsage);
+        return nullptr;
+    }
+    if (!isSessionTransit(*type)) {
+        return std::make_shared<VLWormhole>(options.group, options.directory, *type);
+    }
+    startSession(options, role);
+    if (role == "listen") {
+        return std::make_shared<VLWormholeSession>(options.group, options.directory);
+    }
+    return std::make_shared<VLWormhole>(options.group, options.directory, *type);
 }
 
 int runPass(const WormholeOptions& options) {
@@ -65,9 +111,36 @@ int runPass(const WormholeOptions& options) {
         return reportError(kName, fmt::format("MESSAGE is not JSON: {}", why), kExitBadUsage);
     }
     int status = 0;
-    const auto wormhole = open(options, &status);
+    const auto wormhole = open(options, &status, "pass");
     if (!wormhole) {
         return status;
+    }
+    const auto type = *transitType(options.transit);
+    if (isSessionTransit(type)) {
+        // The session transits answer no, silently; here the peer's absence is an error,
+        // except for the context, which is persisted and sent on the next connection.
+        const auto session = CompanionSession::defaultSession();
+        const double wait = options.timeout > 0 ? options.timeout : 5;
+        if (type == VLWormholeTransitingType::SessionContext) {
+            // Stored first, so the connection carries the newest context only.
+            wormhole->passMessageObject(*message, options.identifier);
+            session->activate();
+            if (session->waitUntilReachable(wait) && !session->waitUntilFlushed(5)) {
+                return reportError(kName, fmt::format("the peer on {} took nothing", options.peer),
+                                   kExitRunFailure);
+            }
+            return 0;
+        }
+        session->activate();
+        if (!session->waitUntilReachable(wait)) {
+            return reportError(kName, fmt::format("no peer on {}", options.peer), kExitRunFailure);
+        }
+        wormhole->passMessageObject(*message, options.identifier);
+        if (!session->waitUntilFlushed(5)) {
+            return reportError(kName, fmt::format("the peer on {} took nothing", options.peer),
+                               kExitRunFailure);
+        }
+        return 0;
     }
     const auto messenger = wormhole->wormholeMessenger();
     // The same two steps as passMessageObject, so that a failed write is reported.
@@ -83,7 +156,7 @@ int runPass(const WormholeOptions& options) {
 
 int runRead(const WormholeOptions& options) {
     int status = 0;
-    const auto wormhole = open(options, &status);
+    const auto wormhole = open(options, &status, "pass");
     if (!wormhole) {
         return status;
     }
@@ -109,7 +182,7 @@ int runClear(const WormholeOptions& options) {
         return reportError(kName, "--all clears only inside --dir", kExitBadUsage);
     }
     int status = 0;
-    const auto wormhole = open(options, &status);
+    const auto wormhole = open(options, &status, "pass");
     if (!wormhole) {
         return status;
     }
@@ -123,7 +196,7 @@ int runClear(const WormholeOptions& options) {
 
 int runListen(const WormholeOptions& options) {
     int status = 0;
-    const auto wormhole = open(options, &status);
+    const auto wormhole = open(options, &status, "listen");
     if (!wormhole) {
         return status;
     }
@@ -136,6 +209,9 @@ int runListen(const WormholeOptions& options) {
                 jsonText(Dictionary{{identifier, message.isNil() ? Value::null() : message}});
             outputFailed |= !printLine(text.value_or(fmt::format("{{\"{}\":null}}", identifier)));
         });
+    }
+    if (auto listening = std::dynamic_pointer_cast<VLWormholeSession>(wormhole)) {
+        listening->activateSessionListening();
     }
     std::string names;
     for (const auto& identifier : options.identifiers) {
@@ -162,7 +238,10 @@ int runListen(const WormholeOptions& options) {
 void addShared(CLI::App* command, WormholeOptions& options) {
     command->add_option("--group", options.group, "The application group")->required();
     command->add_option("--dir", options.directory, "The optional directory inside its container");
-    command->add_option("--transit", options.transit, "file (default) or coordinated");
+    command->add_option("--transit", options.transit,
+                        "file (default), coordinated, or over a session with --peer: context, "
+                        "message, session-file");
+    command->add_option("--peer", options.peer, "The socket that pairs the two session ends");
 }
 
 }  // namespace
@@ -176,6 +255,9 @@ void addWormholeCommand(CLI::App& app, int& exitCode) {
     CLI::App* pass = wormhole->add_subcommand("pass", "Store a JSON value and tell the listeners");
     pass->add_option("IDENTIFIER", options->identifier, "The message identifier")->required();
     pass->add_option("MESSAGE", options->message, "The message, any JSON value")->required();
+    pass->add_option("--timeout", options->timeout,
+                     "Seconds to wait for the session's peer (default 5)")
+        ->check(CLI::PositiveNumber);
     addShared(pass, *options);
     pass->callback([options, &exitCode] { exitCode = runPass(*options); });
 
