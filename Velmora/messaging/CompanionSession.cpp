@@ -464,7 +464,12 @@ CompanionSession::~CompanionSession() {
             }
             impl->work.reset();
         });
-        impl_->thread.join();
+        if (impl_->thread.get_id() == std::this_thread::get_id()) {
+            // The last owner let go from a delegate call: the thread winds down by itself.
+            impl_->thread.detach();
+        } else {
+            impl_->thread.join();
+        }
     } else {
         // Never activated: let what was posted run (it finds no connection) and go.
         impl_->stopping = true;
@@ -490,7 +495,8 @@ void CompanionSession::activate() {
         impl_->active = true;
     }
     asio::post(impl_->io, [impl = impl_] { impl->connectOrListen(); });
-    impl_->thread = std::thread([impl = impl_.get()] { impl->io.run(); });
+    // The thread holds the state, so it may outlive the session (see the destructor).
+    impl_->thread = std::thread([impl = impl_] { impl->io.run(); });
 }
 
 bool CompanionSession::isReachable() const {

@@ -23,9 +23,18 @@ bool VLWormholeSession::activateSessionListening(std::shared_ptr<CompanionSessio
     if (!session) {
         return false;
     }
+    {
+        std::lock_guard lock(sessionMutex_);
+        session_ = session;
+    }
     session->setDelegate(weak_from_this());
     session->activate();
     return true;
+}
+
+std::shared_ptr<CompanionSession> VLWormholeSession::session() const {
+    std::lock_guard lock(sessionMutex_);
+    return session_;
 }
 
 void VLWormholeSession::deliverEntries(const Dictionary& entries) {

@@ -14,6 +14,7 @@
 //   listening->activateSessionListening();
 
 #include <memory>
+#include <mutex>
 #include <string>
 
 #include "Velmora/messaging/CompanionSession.h"
@@ -40,8 +41,14 @@ class VLWormholeSession : public VLWormhole,
     void sessionDidReceiveFile(CompanionSession& session, const std::filesystem::path& file,
                                const Dictionary& metadata) override;
 
+    // The session it listens on (kept alive by it); nullptr before activation.
+    std::shared_ptr<CompanionSession> session() const;
+
   private:
     void deliverEntries(const Dictionary& entries);
+
+    mutable std::mutex sessionMutex_;  // guards session_
+    std::shared_ptr<CompanionSession> session_;
 };
 
 }  // namespace velmora

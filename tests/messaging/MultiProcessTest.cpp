@@ -140,6 +140,32 @@ TEST_F(MultiProcessTest, AMessagePassesThroughEachTransitToAListeningProcess) {
     }
 }
 
+TEST_F(MultiProcessTest, AMessagePassesThroughEachSessionTransitToAListeningProcess) {
+    const std::string peer = (home_.path() / "pair.sock").string();
+    for (const char* transit : {"message", "context", "session-file"}) {
+        SCOPED_TRACE(transit);
+        auto listener = run({"wormhole", "listen", "greeting", "--group", "group.test", "--transit",
+                             transit, "--peer", peer, "--count", "2", "--timeout", "20"});
+        ASSERT_TRUE(listener->waitForOutput("listening for greeting\n", kLimit));
+        for (const char* message : {R"("hello")", R"({"n":2})"}) {
+            const auto [status, output] =
+                runToEnd({"wormhole", "pass", "greeting", message, "--group", "group.test",
+                          "--transit", transit, "--peer", peer, "--timeout", "10"});
+            EXPECT_EQ(status, 0) << output;
+        }
+        EXPECT_EQ(listener->wait(kLimit), 0);
+        EXPECT_EQ(listener->output(),
+                  "listening for greeting\n{\"greeting\":\"hello\"}\n{\"greeting\":{\"n\":2}}\n");
+        std::filesystem::remove_all(peer + ".pass.d");  // the next transit starts afresh
+    }
+    // A live message needs a reachable peer.
+    const auto [status, output] =
+        runToEnd({"wormhole", "pass", "greeting", "1", "--group", "group.test", "--transit",
+                  "message", "--peer", peer, "--timeout", "0.2"});
+    EXPECT_EQ(status, 1);
+    EXPECT_EQ(output, "error: velmora wormhole: no peer on " + peer + "\n");
+}
+
 TEST_F(MultiProcessTest, ConcurrentPostersFromSeveralProcessesLoseNoNotification) {
     constexpr int kPosters = 4;
     constexpr int kPostsEach = 250;
