@@ -8,7 +8,8 @@ namespace velmora {
 bool VLWormholeCoordinatedFileTransiting::writeFile(const std::filesystem::path& path,
                                                     const Bytes& data) {
     bool written = false;
-    FileCoordinator::coordinateWriting(path, [&] { written = AtomicFile::write(path, data); });
+    FileCoordinator::coordinateWriting(
+        path, [&] { written = VLWormholeFileTransiting::writeFile(path, data); });
     return written;
 }
 

@@ -3,7 +3,7 @@
 // under file coordination (FileCoordinator: an exclusive lock to write, a shared one to
 // read), so coordinated readers never see a message that a coordinated writer has only
 // half written, and writers of one identifier take turns. The write itself is still the
-// atomic replacement, which also covers a writer killed mid-write.
+// rename of a temporary file, which also covers a writer killed mid-write.
 //
 // Thread safety: as VLWormholeFileTransiting.
 //

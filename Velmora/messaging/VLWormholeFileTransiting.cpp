@@ -1,13 +1,17 @@
 #include "Velmora/messaging/VLWormholeFileTransiting.h"
 
+#include <cerrno>
+#include <cstdlib>
 #include <system_error>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include "Velmora/platform/host/Application.h"
 #include "Velmora/platform/storage/AtomicFile.h"
 #include "Velmora/platform/storage/KeyedArchiver.h"
 #include "Velmora/platform/storage/KeyedUnarchiver.h"
+#include "Velmora/platform/storage/UniqueFd.h"
 #include "Velmora/platform/storage/UserDirectories.h"
 
 namespace velmora {
@@ -111,8 +115,33 @@ void VLWormholeFileTransiting::deleteContentForAllMessages() {
     }
 }
 
+// A temporary file in the same directory renamed over the message: a reader, or a writer
+// killed at any point, sees the old message or the new one. Unlike AtomicFile there is no
+// fsync: a message has to survive its sender's crash, not a power cut, and two fsyncs per
+// message would cost milliseconds each.
 bool VLWormholeFileTransiting::writeFile(const std::filesystem::path& path, const Bytes& data) {
-    return AtomicFile::write(path, data);
+    std::string temporary =
+        (path.parent_path() / ("." + path.filename().string() + ".XXXXXX")).string();
+    UniqueFd fd(::mkostemp(temporary.data(), O_CLOEXEC));
+    if (!fd) {
+        return false;
+    }
+    std::size_t written = 0;
+    while (written < data.size()) {
+        const ssize_t n = ::write(fd.get(), data.data() + written, data.size() - written);
+        if (n < 0 && errno == EINTR) {
+            continue;
+        }
+        if (n <= 0) {
+            break;
+        }
+        written += static_cast<std::size_t>(n);
+    }
+    if (written != data.size() || !fd.reset() || ::rename(temporary.c_str(), path.c_str()) != 0) {
+        ::unlink(temporary.c_str());
+        return false;
+    }
+    return true;
 }
 
 std::optional<Bytes> VLWormholeFileTransiting::readFile(const std::filesystem::path& path) {

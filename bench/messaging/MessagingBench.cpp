@@ -1,7 +1,8 @@
 // Messaging between two processes. The other process is this program started again
 // with a role argument, so it begins clean (no threads inherited through fork).
 //   wormhole latency   pass in this process -> listener called in the other (one way,
-//                      measured on CLOCK_MONOTONIC, which both processes share)
+//                      measured on CLOCK_MONOTONIC, which both processes share), for the
+//                      file, coordinated and session message transits (arguments 0, 1, 3)
 //   wormhole rate      messages per second passed to a listener that counts them
 //   IAC round trip     performAction -> the other program's handler -> success callback
 //   peer               a bare Unix socket round trip between the same two processes, the
@@ -24,9 +25,12 @@
 #include <time.h>
 #include <unistd.h>
 
+#include "Velmora/messaging/CompanionSession.h"
 #include "Velmora/messaging/IACClient.h"
 #include "Velmora/messaging/IACManager.h"
 #include "Velmora/messaging/VLWormhole.h"
+#include "Velmora/messaging/VLWormholeSession.h"
+#include "Velmora/messaging/VLWormholeSessionTransiting.h"
 #include "Velmora/platform/dispatch/RunLoop.h"
 #include "Velmora/platform/host/URLSchemeListener.h"
 #include "Velmora/platform/storage/UniqueFd.h"
@@ -97,11 +101,41 @@ VLWormholeTransitingType transitOf(const benchmark::State& state) {
     return static_cast<VLWormholeTransitingType>(state.range(0));
 }
 
+// One end of a wormhole benchmark. The file transits are plain wormholes; the session
+// message transit is a listening session whose own passes go out as live messages over
+// the pair socket shared by both processes.
+struct WormholeEnd {
+    std::shared_ptr<CompanionSession> session;
+    std::shared_ptr<VLWormhole> wormhole;
+
+    WormholeEnd(VLWormholeTransitingType type, const std::string& role) {
+        if (type != VLWormholeTransitingType::SessionMessage) {
+            wormhole = std::make_shared<VLWormhole>(kGroup, "bench", type);
+            return;
+        }
+        const auto home = std::filesystem::path(std::getenv("VELMORA_HOME"));
+        session = std::make_shared<CompanionSession>(home / "pair.sock", home / role);
+        auto listening = std::make_shared<VLWormholeSession>(kGroup, "bench");
+        listening->setWormholeMessenger(
+            std::make_shared<VLWormholeSessionMessageTransiting>(kGroup, "bench", session));
+        wormhole = listening;
+    }
+    // Starts the session once the listeners are in place; true when the pair is up.
+    bool start() {
+        if (!session) {
+            return true;
+        }
+        std::static_pointer_cast<VLWormholeSession>(wormhole)->activateSessionListening(session);
+        return session->waitUntilReachable(10);
+    }
+};
+
 // The other side of the wormhole benchmarks: answers each "ping" with a "pong" carrying
 // the time it was called, and counts messages on "burst", answering on "burst-done" when
 // the expected count arrived.
 int wormholeEcho(VLWormholeTransitingType type) {
-    VLWormhole wormhole(kGroup, "bench", type);
+    WormholeEnd end(type, "echo");
+    VLWormhole& wormhole = *end.wormhole;
     std::int64_t burst = 0;
     wormhole.listenForMessageWithIdentifier("ping", [&](const Value& message) {
         wormhole.passMessageObject(
@@ -113,14 +147,17 @@ int wormholeEcho(VLWormholeTransitingType type) {
             burst = 0;
         }
     });
+    if (!end.start()) {
+        return 1;
+    }
     wormhole.passMessageObject(Value("ready"), "echo-ready");
     RunLoop::main().run();
     return 0;
 }
 
 void BM_WormholePassToListener(benchmark::State& state) {
-    const auto type = transitOf(state);
-    VLWormhole wormhole(kGroup, "bench", type);
+    WormholeEnd end(transitOf(state), "bench");
+    VLWormhole& wormhole = *end.wormhole;
     std::vector<double> latencies;
     bool ready = false;
     std::int64_t lastReceived = 0;
@@ -134,7 +171,7 @@ void BM_WormholePassToListener(benchmark::State& state) {
         }
     });
     Peer echo({"--wormhole-echo", std::to_string(state.range(0))});
-    if (!runUntil([&] { return ready; })) {
+    if (!end.start() || !runUntil([&] { return ready; })) {
         state.SkipWithError("the echo process did not start");
         return;
     }
@@ -151,19 +188,20 @@ void BM_WormholePassToListener(benchmark::State& state) {
 BENCHMARK(BM_WormholePassToListener)
     ->Arg(static_cast<int>(VLWormholeTransitingType::File))
     ->Arg(static_cast<int>(VLWormholeTransitingType::CoordinatedFile))
+    ->Arg(static_cast<int>(VLWormholeTransitingType::SessionMessage))
     ->Iterations(10000)
     ->UseRealTime()
     ->Unit(benchmark::kMicrosecond);
 
 void BM_WormholeMessagesPerSecond(benchmark::State& state) {
     constexpr std::int64_t kBurst = 1000;
-    const auto type = transitOf(state);
-    VLWormhole wormhole(kGroup, "bench", type);
+    WormholeEnd end(transitOf(state), "bench");
+    VLWormhole& wormhole = *end.wormhole;
     bool ready = false, done = false;
     wormhole.listenForMessageWithIdentifier("echo-ready", [&](const Value&) { ready = true; });
     wormhole.listenForMessageWithIdentifier("burst-done", [&](const Value&) { done = true; });
     Peer echo({"--wormhole-echo", std::to_string(state.range(0))});
-    if (!runUntil([&] { return ready; })) {
+    if (!end.start() || !runUntil([&] { return ready; })) {
         state.SkipWithError("the echo process did not start");
         return;
     }
@@ -182,6 +220,7 @@ void BM_WormholeMessagesPerSecond(benchmark::State& state) {
 BENCHMARK(BM_WormholeMessagesPerSecond)
     ->Arg(static_cast<int>(VLWormholeTransitingType::File))
     ->Arg(static_cast<int>(VLWormholeTransitingType::CoordinatedFile))
+    ->Arg(static_cast<int>(VLWormholeTransitingType::SessionMessage))
     ->Iterations(5)
     ->UseRealTime()
     ->Unit(benchmark::kMillisecond);
