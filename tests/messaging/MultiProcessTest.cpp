@@ -98,7 +98,7 @@ TEST_F(MultiProcessTest, ACallWithoutAnswerTimesOut) {
     const auto [status, output] =
         runToEnd({"iac", "call", "mute", "add", "--as", "caller", "--timeout", "0.3"});
     EXPECT_EQ(status, 3);
-    EXPECT_EQ(output, "error: velmora iac: no answer from 'mute' within 0.3 seconds\n");
+    EXPECT_EQ(output, "error: velmora iac call: no answer from 'mute' within 0.3 seconds\n");
 }
 
 TEST_F(MultiProcessTest, AKilledListenersStaleSocketIsReplaced) {
@@ -163,7 +163,7 @@ TEST_F(MultiProcessTest, AMessagePassesThroughEachSessionTransitToAListeningProc
         runToEnd({"wormhole", "pass", "greeting", "1", "--group", "group.test", "--transit",
                   "message", "--peer", peer, "--timeout", "0.2"});
     EXPECT_EQ(status, 1);
-    EXPECT_EQ(output, "error: velmora wormhole: no peer on " + peer + "\n");
+    EXPECT_EQ(output, "error: velmora wormhole pass: no peer on " + peer + "\n");
 }
 
 TEST_F(MultiProcessTest, ConcurrentPostersFromSeveralProcessesLoseNoNotification) {

@@ -28,11 +28,11 @@
 
 #include "tools/velmora/Commands.h"
 #include "tools/velmora/MessagingCommandSupport.h"
+#include "tools/velmora/ToolSupport.h"
 
 namespace velmora::tool {
 namespace {
 
-constexpr std::string_view kName = "iac";
 constexpr int kExitCancelled = 2;
 constexpr int kExitTimedOut = 3;
 
@@ -101,8 +101,7 @@ int runListen(const IacOptions& options) {
                                 ? std::nullopt
                                 : parseJsonValue(std::string_view(text).substr(equals + 1), &why);
         if (!result || !result->isDictionary()) {
-            return reportError(kName, fmt::format("--action {}: expected NAME=JSON-OBJECT", text),
-                               kExitBadUsage);
+            usageError(fmt::format("--action {}: expected NAME=JSON-OBJECT", text));
         }
         answers[text.substr(0, equals)] = Answer{Answer::Kind::Result, *result->asDictionary(), {}};
     }
@@ -111,13 +110,11 @@ int runListen(const IacOptions& options) {
         const auto colon = text.find(':', equals == std::string::npos ? 0 : equals);
         IACClient codes;
         if (equals == std::string::npos || colon == std::string::npos) {
-            return reportError(kName, fmt::format("--fail {}: expected NAME=CODE:MESSAGE", text),
-                               kExitBadUsage);
+            usageError(fmt::format("--fail {}: expected NAME=CODE:MESSAGE", text));
         }
         const std::string code = text.substr(equals + 1, colon - equals - 1);
         if (code.empty() || code.find_first_not_of("-0123456789") != std::string::npos) {
-            return reportError(kName, fmt::format("--fail {}: CODE must be an integer", text),
-                               kExitBadUsage);
+            usageError(fmt::format("--fail {}: CODE must be an integer", text));
         }
         answers[text.substr(0, equals)] =
             Answer{Answer::Kind::Error,
@@ -131,8 +128,7 @@ int runListen(const IacOptions& options) {
     std::string error;
     const auto listener = listenForManager(options.scheme, &error);
     if (!listener) {
-        return reportError(kName, fmt::format("cannot listen on '{}': {}", options.scheme, error),
-                           kExitRunFailure);
+        fail(fmt::format("cannot listen on '{}': {}", options.scheme, error));
     }
     std::error_code ignored;
     const auto self = std::filesystem::read_symlink("/proc/self/exe", ignored);
@@ -162,28 +158,28 @@ int runListen(const IacOptions& options) {
     const auto unsupported = std::make_shared<UnsupportedPrinter>(received, outputFailed);
     IACManager::sharedManager().setDelegate(unsupported);
     if (!printLine(fmt::format("listening on {}", listener->scheme()))) {
-        return reportError(kName, "cannot write to standard output", kExitRunFailure);
+        fail("cannot write to standard output");
     }
     runMainLoop([&] { return outputFailed || (options.count > 0 && received >= options.count); },
                 0);
     // Let the last answer leave before the process ends.
     runMainLoop([] { return false; }, 0.05);
-    return outputFailed ? reportError(kName, "cannot write to standard output", kExitRunFailure)
-                        : 0;
+    if (outputFailed) {
+        fail("cannot write to standard output");
+    }
+    return 0;
 }
 
 int runCall(const IacOptions& options) {
     std::string bad;
     const auto parameters = keyValues(options.parameters, &bad);
     if (!parameters) {
-        return reportError(kName, fmt::format("parameter '{}' is not KEY=VALUE", bad),
-                           kExitBadUsage);
+        usageError(fmt::format("parameter '{}' is not KEY=VALUE", bad));
     }
     std::string error;
     const auto listener = listenForManager(options.as, &error);
     if (!listener) {
-        return reportError(kName, fmt::format("cannot listen on '{}': {}", options.as, error),
-                           kExitRunFailure);
+        fail(fmt::format("cannot listen on '{}': {}", options.as, error));
     }
     std::optional<int> status;
     std::string line;
@@ -202,16 +198,14 @@ int runCall(const IacOptions& options) {
             [&](const IACError& failure) {
                 line = fmt::format("{} {}: {}", failure.domain, failure.code,
                                    failure.localizedDescription);
-                status = kExitRunFailure;
+                status = kExitFailure;
             });
     if (!runMainLoop([&] { return status.has_value(); }, options.timeout)) {
-        return reportError(
-            kName,
-            fmt::format("no answer from '{}' within {} seconds", options.target, options.timeout),
-            kExitTimedOut);
+        throw ToolError(kExitTimedOut, fmt::format("no answer from '{}' within {} seconds",
+                                                   options.target, options.timeout));
     }
     if (!printLine(line)) {
-        return reportError(kName, "cannot write to standard output", kExitRunFailure);
+        fail("cannot write to standard output");
     }
     return *status;
 }
@@ -220,8 +214,7 @@ int runURL(const IacOptions& options) {
     std::string bad;
     const auto parameters = keyValues(options.parameters, &bad);
     if (!parameters) {
-        return reportError(kName, fmt::format("parameter '{}' is not KEY=VALUE", bad),
-                           kExitBadUsage);
+        usageError(fmt::format("parameter '{}' is not KEY=VALUE", bad));
     }
     IACManager manager;
     manager.setCallbackURLScheme(options.as);
@@ -234,15 +227,14 @@ int runURL(const IacOptions& options) {
         request.setErrorCalback([](const IACError&) {});
     }
     if (!printLine(manager.requestURL(request))) {
-        return reportError(kName, "cannot write to standard output", kExitRunFailure);
+        fail("cannot write to standard output");
     }
     return 0;
 }
 
 int runDeliver(const IacOptions& options) {
     if (!URLSchemeListener::deliver(options.url)) {
-        return reportError(kName, fmt::format("no program listens for '{}'", options.url),
-                           kExitRunFailure);
+        fail(fmt::format("no program listens for '{}'", options.url));
     }
     return 0;
 }

@@ -2,7 +2,6 @@
 
 #include <chrono>
 #include <cstdio>
-#include <iostream>
 
 #include <fmt/format.h>
 
@@ -10,12 +9,6 @@
 #include "Velmora/platform/dispatch/RunLoop.h"
 
 namespace velmora::tool {
-
-int reportError(std::string_view subcommand, std::string_view message, int status) {
-    std::cout.flush();
-    std::cerr << fmt::format("error: velmora {}: {}\n", subcommand, message);
-    return status;
-}
 
 std::optional<Value> parseJsonValue(std::string_view text, std::string* error) {
     // The parser reads documents (arrays and objects); a scalar is read inside an array.

@@ -1,9 +1,10 @@
 #pragma once
-// What `velmora iac` and `velmora wormhole` share: the error line, JSON values on the
-// command line, checked output lines, and running the main loop for a bounded time.
+// What `velmora iac` and `velmora wormhole` share: JSON values on the command line, output
+// lines written from listeners (which must not throw), and running the main loop for a
+// bounded time. Errors go through ToolSupport's fail() and usageError().
 //
-//   if (!value) return reportError("wormhole", "MESSAGE is not JSON", kExitUsage);
-//   if (!printLine(jsonText(*value))) return reportError("wormhole", "cannot write", 1);
+//   auto value = parseJsonValue(argument, &why);
+//   outputFailed |= !printLine(jsonText(*value).value_or("null"));   // inside a listener
 //   runMainLoop([&] { return done; }, timeoutSeconds);
 
 #include <functional>
@@ -15,11 +16,6 @@
 
 namespace velmora::tool {
 
-inline constexpr int kExitRunFailure = 1;
-inline constexpr int kExitBadUsage = 2;
-
-// Prints "error: velmora SUBCOMMAND: message" on stderr and answers status.
-int reportError(std::string_view subcommand, std::string_view message, int status);
 // Any JSON value, scalars included ("3", "\"hi\"", "null", "{...}").
 std::optional<Value> parseJsonValue(std::string_view text, std::string* error = nullptr);
 // The value as compact JSON with sorted keys; nothing when it has no JSON form.

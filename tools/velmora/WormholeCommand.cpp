@@ -24,11 +24,11 @@
 
 #include "tools/velmora/Commands.h"
 #include "tools/velmora/MessagingCommandSupport.h"
+#include "tools/velmora/ToolSupport.h"
 
 namespace velmora::tool {
 namespace {
 
-constexpr std::string_view kName = "wormhole";
 constexpr int kExitTimedOut = 3;
 
 struct WormholeOptions {
@@ -78,21 +78,16 @@ std::shared_ptr<CompanionSession> startSession(const WormholeOptions& options,
 
 // The wormhole of the command; for a listener on a session transit, the listening
 // session (activated by the caller once its listeners are in place).
-std::shared_ptr<VLWormhole> open(const WormholeOptions& options, int* status,
-                                 std::string_view role) {
+std::shared_ptr<VLWormhole> open(const WormholeOptions& options, std::string_view role) {
     const auto type = transitType(options.transit);
     if (!type) {
-        *status = reportError(kName,
-                              fmt::format("--transit {}: expected file, coordinated, context, "
-                                          "message or session-file",
-                                          options.transit),
-                              kExitBadUsage);
-        return nullptr;
+        usageError(
+            fmt::format("--transit {}: expected file, coordinated, context, "
+                        "message or session-file",
+                        options.transit));
     }
     if (isSessionTransit(*type) && options.peer.empty()) {
-        *status = reportError(
-            kName, fmt::format("--transit {} needs --peer SOCKET", options.transit), kExitBadUsage);
-        return nullptr;
+        usageError(fmt::format("--transit {} needs --peer SOCKET", options.transit));
     }
     if (!isSessionTransit(*type)) {
         return std::make_shared<VLWormhole>(options.group, options.directory, *type);
@@ -108,13 +103,9 @@ int runPass(const WormholeOptions& options) {
     std::string why;
     const auto message = parseJsonValue(options.message, &why);
     if (!message) {
-        return reportError(kName, fmt::format("MESSAGE is not JSON: {}", why), kExitBadUsage);
+        usageError(fmt::format("MESSAGE is not JSON: {}", why));
     }
-    int status = 0;
-    const auto wormhole = open(options, &status, "pass");
-    if (!wormhole) {
-        return status;
-    }
+    const auto wormhole = open(options, "pass");
     const auto type = *transitType(options.transit);
     if (isSessionTransit(type)) {
         // The session transits answer no, silently; here the peer's absence is an error,
@@ -126,66 +117,52 @@ int runPass(const WormholeOptions& options) {
             wormhole->passMessageObject(*message, options.identifier);
             session->activate();
             if (session->waitUntilReachable(wait) && !session->waitUntilFlushed(5)) {
-                return reportError(kName, fmt::format("the peer on {} took nothing", options.peer),
-                                   kExitRunFailure);
+                fail(fmt::format("the peer on {} took nothing", options.peer));
             }
             return 0;
         }
         session->activate();
         if (!session->waitUntilReachable(wait)) {
-            return reportError(kName, fmt::format("no peer on {}", options.peer), kExitRunFailure);
+            fail(fmt::format("no peer on {}", options.peer));
         }
         wormhole->passMessageObject(*message, options.identifier);
         if (!session->waitUntilFlushed(5)) {
-            return reportError(kName, fmt::format("the peer on {} took nothing", options.peer),
-                               kExitRunFailure);
+            fail(fmt::format("the peer on {} took nothing", options.peer));
         }
         return 0;
     }
     const auto messenger = wormhole->wormholeMessenger();
     // The same two steps as passMessageObject, so that a failed write is reported.
     if (!messenger->writeMessageObject(*message, options.identifier)) {
-        return reportError(kName,
-                           fmt::format("cannot store the message under '{}' in group '{}'",
-                                       options.identifier, options.group),
-                           kExitRunFailure);
+        fail(fmt::format("cannot store the message under '{}' in group '{}'", options.identifier,
+                         options.group));
     }
     SystemNotificationCenter::shared().post(options.identifier);
     return 0;
 }
 
 int runRead(const WormholeOptions& options) {
-    int status = 0;
-    const auto wormhole = open(options, &status, "pass");
-    if (!wormhole) {
-        return status;
-    }
+    const auto wormhole = open(options, "pass");
     const Value message = wormhole->messageWithIdentifier(options.identifier);
     if (message.isNil()) {
-        return reportError(kName, fmt::format("no message under '{}'", options.identifier),
-                           kExitRunFailure);
+        fail(fmt::format("no message under '{}'", options.identifier));
     }
     const auto text = jsonText(message);
     if (!text) {
-        return reportError(kName, "the message has no JSON form", kExitRunFailure);
+        fail("the message has no JSON form");
     }
-    return printLine(*text)
-               ? 0
-               : reportError(kName, "cannot write to standard output", kExitRunFailure);
+    writeLine(*text);
+    return 0;
 }
 
 int runClear(const WormholeOptions& options) {
     if (options.all == !options.identifier.empty()) {
-        return reportError(kName, "give either IDENTIFIER or --all", kExitBadUsage);
+        usageError("give either IDENTIFIER or --all");
     }
     if (options.all && options.directory.empty()) {
-        return reportError(kName, "--all clears only inside --dir", kExitBadUsage);
+        usageError("--all clears only inside --dir");
     }
-    int status = 0;
-    const auto wormhole = open(options, &status, "pass");
-    if (!wormhole) {
-        return status;
-    }
+    const auto wormhole = open(options, "pass");
     if (options.all) {
         wormhole->clearAllMessageContents();
     } else {
@@ -195,11 +172,7 @@ int runClear(const WormholeOptions& options) {
 }
 
 int runListen(const WormholeOptions& options) {
-    int status = 0;
-    const auto wormhole = open(options, &status, "listen");
-    if (!wormhole) {
-        return status;
-    }
+    const auto wormhole = open(options, "listen");
     int received = 0;
     bool outputFailed = false;
     for (const auto& identifier : options.identifiers) {
@@ -217,20 +190,17 @@ int runListen(const WormholeOptions& options) {
     for (const auto& identifier : options.identifiers) {
         names += (names.empty() ? "" : " ") + identifier;
     }
-    if (!printLine("listening for " + names)) {
-        return reportError(kName, "cannot write to standard output", kExitRunFailure);
-    }
+    writeLine("listening for " + names);
+    std::fflush(stdout);  // a parent waits for this line
     const bool done = runMainLoop(
         [&] { return outputFailed || (options.count > 0 && received >= options.count); },
         options.timeout);
     if (outputFailed) {
-        return reportError(kName, "cannot write to standard output", kExitRunFailure);
+        fail("cannot write to standard output");
     }
     if (!done) {
-        return reportError(kName,
-                           fmt::format("{} of {} messages within {} seconds", received,
-                                       options.count, options.timeout),
-                           kExitTimedOut);
+        throw ToolError(kExitTimedOut, fmt::format("{} of {} messages within {} seconds", received,
+                                                   options.count, options.timeout));
     }
     return 0;
 }
