@@ -21,11 +21,10 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include "Velmora/messaging/VLWormholeFileTransiting.h"
 #include "Velmora/platform/foundation/NoDestructor.h"
 #include "Velmora/platform/logging/Log.h"
 #include "Velmora/platform/storage/AtomicFile.h"
-#include "Velmora/platform/storage/KeyedArchiver.h"
-#include "Velmora/platform/storage/KeyedUnarchiver.h"
 #include "Velmora/platform/storage/UniqueFd.h"
 #include "Velmora/platform/storage/UserDirectories.h"
 #include "Velmora/text/NSString+URLParams.h"
@@ -38,7 +37,7 @@ using Acceptor = asio::local::stream_protocol::acceptor;
 constexpr auto kRetry = std::chrono::milliseconds(50);
 
 std::optional<Bytes> archiveDictionary(const Dictionary& dictionary) {
-    return KeyedArchiver::archivedData(Value(dictionary));
+    return VLWormholeFileTransiting::archive(Value(dictionary));
 }
 
 Dictionary readDictionary(const std::filesystem::path& file) {
@@ -414,15 +413,11 @@ CompanionSession::Decoded CompanionSession::decodeFrame(std::span<const std::uin
 
 std::optional<Dictionary> CompanionSession::payloadDictionary(
     std::span<const std::uint8_t> payload) {
-    static const KeyedUnarchiver::ClassNames kPlainValues{
-        "NSString", "NSNumber", "NSData",       "NSDate",
-        "NSNull",   "NSArray",  "NSDictionary", "NSDecimalNumber"};
-    const auto value =
-        KeyedUnarchiver::unarchivedObject(kPlainValues, Bytes(payload.begin(), payload.end()));
-    if (!value || !value->isDictionary()) {
+    const Value value = VLWormholeFileTransiting::unarchive(Bytes(payload.begin(), payload.end()));
+    if (!value.isDictionary()) {
         return std::nullopt;
     }
-    return *value->asDictionary();
+    return *value.asDictionary();
 }
 
 std::shared_ptr<CompanionSession> CompanionSession::defaultSession() {
