@@ -200,6 +200,9 @@ struct URLSchemeListener::State {
             }
             break;  // end of stream (or a reset): the URL is complete
         }
+        if (peer.received.empty()) {
+            return false;  // a probe (isListening): connected and closed without a word
+        }
         if (!acceptableURL(peer.received, scheme)) {
             log::warning("URLSchemeListener {}: dropped a peer that sent no valid URL", scheme);
             return false;

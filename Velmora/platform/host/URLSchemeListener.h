@@ -9,11 +9,11 @@
 // Ownership of a scheme is an exclusive flock on "<scheme>.lock" beside the socket, held
 // for the listener's life; the kernel drops it when the program dies, so a socket left by
 // a crashed program is recognised as stale and replaced, while a live listener makes a
-// second listen() fail. A peer of another user, a peer that sends nothing for
-// kReadTimeoutSeconds, more than kMaxURLLength bytes, bytes that are not a printable URL,
-// or a URL of another scheme is dropped and logged at warning level; the listener carries
-// on. A handler that throws is logged at error level with its what(); later URLs still
-// arrive.
+// second listen() fail. A peer that connects and closes without sending anything is a
+// probe (isListening) and goes quietly. A peer of another user, a peer that sends
+// nothing for kReadTimeoutSeconds, more than kMaxURLLength bytes, bytes that are not a printable
+// URL, or a URL of another scheme is dropped and logged at warning level; the listener carries on.
+// A handler that throws is logged at error level with its what(); later URLs still arrive.
 //
 // registerWithDesktop writes the desktop entry that makes the desktop start a program for
 // the scheme when none listens (x-scheme-handler/<scheme>), and makes it the default
