@@ -74,6 +74,26 @@ TEST(VelmoraToolTest, UsageErrorsNameTheSubcommandAndExitTwo) {
          2,
          "",
          "error: velmora date info: unknown time zone 'Nowhere/City'\n"},
+        {{"wormhole", "pass", "x", "[", "--group", "g"},
+         2,
+         "",
+         "error: velmora wormhole pass: MESSAGE is not JSON: Unexpected end of input\n"},
+        {{"wormhole", "read", "x", "--group", "g", "--transit", "message"},
+         2,
+         "",
+         "error: velmora wormhole read: --transit message needs --peer SOCKET\n"},
+        {{"wormhole", "clear", "--group", "g", "--all"},
+         2,
+         "",
+         "error: velmora wormhole clear: --all clears only inside --dir\n"},
+        {{"iac", "call", "todo", "add", "title", "--as", "me"},
+         2,
+         "",
+         "error: velmora iac call: parameter 'title' is not KEY=VALUE\n"},
+        {{"iac", "listen", "todo", "--fail", "x=seven:Broken"},
+         2,
+         "",
+         "error: velmora iac listen: --fail x=seven:Broken: CODE must be an integer\n"},
         {{"soundex", "--length", "11", "Robert"},
          2,
          "",
@@ -92,7 +112,7 @@ TEST(VelmoraToolTest, UsageErrorsNameTheSubcommandAndExitTwo) {
 
 // Fault pinned: `velmora date` alone demanded a subcommand instead of showing its help.
 TEST(VelmoraToolTest, AGroupAlonePrintsItsHelp) {
-    for (const char* group : {"date", "image"}) {
+    for (const char* group : {"date", "image", "iac", "wormhole"}) {
         const ToolResult result = runTool({group});
         EXPECT_EQ(result.status, 0) << group;
         EXPECT_NE(result.out.find("Subcommands:"), std::string::npos) << group << result.out;

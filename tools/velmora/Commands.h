@@ -15,5 +15,7 @@ void addSqlCommand(CLI::App& app, int& exitCode);
 void addJsonCommand(CLI::App& app, int& exitCode);
 void addImageCommand(CLI::App& app, int& exitCode);
 void addDiffCommand(CLI::App& app, int& exitCode);
+void addIacCommand(CLI::App& app, int& exitCode);       // iac listen|call|url|deliver
+void addWormholeCommand(CLI::App& app, int& exitCode);  // wormhole pass|read|clear|listen
 
 }  // namespace velmora::tool

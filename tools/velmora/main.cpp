@@ -25,6 +25,8 @@ int main(int argc, char** argv) {
     velmora::tool::addJsonCommand(app, exitCode);
     velmora::tool::addImageCommand(app, exitCode);
     velmora::tool::addDiffCommand(app, exitCode);
+    velmora::tool::addIacCommand(app, exitCode);
+    velmora::tool::addWormholeCommand(app, exitCode);
 
     return velmora::tool::runTool(app, argc, argv, exitCode);
 }

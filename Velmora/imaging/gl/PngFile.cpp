@@ -11,8 +11,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "Velmora/imaging/gl/UniqueFd.h"
 #include "Velmora/platform/storage/AtomicFile.h"
+#include "Velmora/platform/storage/UniqueFd.h"
 
 namespace velmora {
 

@@ -1,128 +1,105 @@
-// HeadlessApplication::desktopLauncher: URLs handed to the desktop's handlers through the
-// freedesktop.org tools, xdg-mime (which program handles a scheme) and xdg-open.
+// HeadlessApplication::desktopLauncher: URLs go first to a live listener of their scheme
+// in this user's session (URLSchemeListener), else to the desktop's handler through
+// xdg-open. Nothing here waits for a child process: whether the desktop has a handler is
+// read from the XDG association files (what `xdg-mime query default` reads), and xdg-open
+// is started and reaped in the background, so the main loop is never held up.
 #include <algorithm>
 #include <cctype>
-#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
-#include <optional>
+#include <fstream>
 #include <string>
 #include <vector>
 
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include "Velmora/platform/dispatch/DispatchQueue.h"
 #include "Velmora/platform/host/HeadlessApplication.h"
-
-extern char** environ;
+#include "Velmora/platform/host/URLSchemeListener.h"
+#include "Velmora/platform/host/internal/ChildProcess.h"
 
 namespace velmora {
 namespace {
 
-bool onPath(const std::string& program) {
-    const char* path = std::getenv("PATH");
-    if (path == nullptr) {
-        return false;
-    }
-    std::string directories(path);
+std::vector<std::filesystem::path> searchPath(const char* variable, const char* fallback) {
+    const char* value = std::getenv(variable);
+    const std::string list = (value != nullptr && *value != '\0') ? value : fallback;
+    std::vector<std::filesystem::path> directories;
     std::size_t start = 0;
-    while (start <= directories.size()) {
-        const std::size_t end = std::min(directories.find(':', start), directories.size());
-        const std::string directory = directories.substr(start, end - start);
-        const std::filesystem::path candidate =
-            std::filesystem::path(directory.empty() ? "." : directory) / program;
-        if (::access(candidate.c_str(), X_OK) == 0) {
-            return true;
+    while (start <= list.size()) {
+        const std::size_t end = std::min(list.find(':', start), list.size());
+        const std::filesystem::path directory = list.substr(start, end - start);
+        if (directory.is_absolute()) {  // relative entries are to be ignored
+            directories.push_back(directory);
         }
         start = end + 1;
+    }
+    return directories;
+}
+
+std::filesystem::path homeDirectory(const char* variable, const char* underHome) {
+    const char* value = std::getenv(variable);
+    if (value != nullptr && std::filesystem::path(value).is_absolute()) {
+        return value;
+    }
+    const char* home = std::getenv("HOME");
+    return std::filesystem::path(home != nullptr ? home : "/") / underHome;
+}
+
+// The association files, most important first.
+std::vector<std::filesystem::path> associationFiles() {
+    std::vector<std::filesystem::path> files{homeDirectory("XDG_CONFIG_HOME", ".config") /
+                                             "mimeapps.list"};
+    for (const auto& directory : searchPath("XDG_CONFIG_DIRS", "/etc/xdg")) {
+        files.push_back(directory / "mimeapps.list");
+    }
+    std::vector<std::filesystem::path> data{homeDirectory("XDG_DATA_HOME", ".local/share")};
+    for (const auto& directory : searchPath("XDG_DATA_DIRS", "/usr/local/share:/usr/share")) {
+        data.push_back(directory);
+    }
+    for (const auto& directory : data) {
+        files.push_back(directory / "applications" / "mimeapps.list");
+        files.push_back(directory / "applications" / "mimeinfo.cache");
+    }
+    return files;
+}
+
+bool fileNamesHandler(const std::filesystem::path& file, const std::string& mimeType) {
+    std::ifstream in(file);
+    std::string line;
+    bool inAssociations = false;
+    while (std::getline(in, line)) {
+        if (line.starts_with('[')) {
+            inAssociations = line.starts_with("[Default Applications]") ||
+                             line.starts_with("[Added Associations]") ||
+                             line.starts_with("[MIME Cache]");
+        } else if (inAssociations && line.size() > mimeType.size() + 1 &&
+                   line.starts_with(mimeType) && line[mimeType.size()] == '=') {
+            return line.find_first_not_of(" \t;", mimeType.size() + 1) != std::string::npos;
+        }
     }
     return false;
 }
 
-// RFC 3986: a letter, then letters, digits, '+', '-' and '.'.
-bool isScheme(std::string_view scheme) {
-    if (scheme.empty() || !std::isalpha(static_cast<unsigned char>(scheme[0]))) {
-        return false;
-    }
-    for (const char c : scheme) {
-        if (!std::isalnum(static_cast<unsigned char>(c)) && c != '+' && c != '-' && c != '.') {
-            return false;
-        }
-    }
-    return true;
-}
-
-// Runs argv with standard output into a pipe; answers the output, or nothing when the
-// program could not run or failed.
-std::optional<std::string> capture(std::vector<std::string> arguments) {
-    int fds[2];
-    if (::pipe2(fds, O_CLOEXEC) != 0) {
-        return std::nullopt;
-    }
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, fds[1], STDOUT_FILENO);
-    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-    std::vector<char*> argv;
-    for (auto& argument : arguments) {
-        argv.push_back(argument.data());
-    }
-    argv.push_back(nullptr);
-    pid_t pid = 0;
-    const int spawned = posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    ::close(fds[1]);
-    std::string output;
-    if (spawned == 0) {
-        char buffer[512];
-        ssize_t n = 0;
-        while ((n = ::read(fds[0], buffer, sizeof buffer)) > 0 || (n < 0 && errno == EINTR)) {
-            if (n > 0) {
-                output.append(buffer, static_cast<std::size_t>(n));
-            }
-        }
-    }
-    ::close(fds[0]);
-    if (spawned != 0) {
-        return std::nullopt;
-    }
-    int status = 0;
-    while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
-    }
-    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
-        return std::nullopt;
-    }
-    return output;
-}
-
 bool canOpenScheme(std::string_view scheme) {
-    if (!isScheme(scheme) || !onPath("xdg-mime") || !onPath("xdg-open")) {
+    if (URLSchemeListener::isListening(scheme)) {
+        return true;
+    }
+    if (URLSchemeListener::socketPath(scheme).empty() || !childprocess::onPath("xdg-open")) {
         return false;
     }
     std::string mimeType = "x-scheme-handler/";
-    mimeType.append(scheme);
-    const auto handler = capture({"xdg-mime", "query", "default", std::move(mimeType)});
-    return handler && handler->find_first_not_of(" \t\r\n") != std::string::npos;
+    for (const char c : scheme) {
+        mimeType += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    }
+    for (const auto& file : associationFiles()) {
+        if (fileNamesHandler(file, mimeType)) {
+            return true;
+        }
+    }
+    return false;
 }
 
 bool open(std::string_view url) {
-    std::string program = "xdg-open";
-    std::string argument(url);
-    char* argv[] = {program.data(), argument.data(), nullptr};
-    pid_t pid = 0;
-    if (posix_spawnp(&pid, program.c_str(), nullptr, nullptr, argv, environ) != 0) {
-        return false;
-    }
-    // xdg-open returns once the handler is started; reap it off the caller's thread.
-    DispatchQueue::global(DispatchQueue::Priority::Background).async([pid] {
-        int status = 0;
-        while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
-        }
-    });
-    return true;
+    return URLSchemeListener::deliver(url) ||
+           childprocess::spawnDetached({"xdg-open", std::string(url)});
 }
 
 }  // namespace

@@ -10,9 +10,11 @@
 // - The bundle identifier defaults to $VELMORA_BUNDLE_IDENTIFIER, else
 //   "org.velmora.<program name>"; the display name to the program name.
 // - Directories come from UserDirectories (so $VELMORA_HOME moves them).
-// - URLs go to the desktop's handlers: canOpenURL asks `xdg-mime query default
-//   x-scheme-handler/<scheme>` and openURL runs `xdg-open`, when those are on PATH;
-//   otherwise nothing can be opened. Tests replace the launcher with setURLLauncher.
+// - URLs go to a live URLSchemeListener of their scheme in this session, else to the
+//   desktop's handler: canOpenURL reads the XDG association files for
+//   x-scheme-handler/<scheme> (as `xdg-mime query default` does) and openURL starts
+//   `xdg-open` when it is on PATH, reaping it in the background; neither waits for a
+//   child process. Tests replace the launcher with setURLLauncher.
 // - Day changes: once startDayChangeMonitoring() is called, a one-shot timer on the main
 //   run loop posts UIApplicationSignificantTimeChangeNotification on the main thread at
 //   each local midnight of the system time zone. It is measured with Clock, so a pinned

@@ -1,9 +1,12 @@
 #include "Velmora/platform/storage/UserDirectories.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <system_error>
 
 #include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace velmora {
 namespace {
@@ -40,7 +43,48 @@ std::filesystem::path baseDirectory(const char* inside, const char* xdgVariable,
     return *xdg / "velmora";
 }
 
+std::filesystem::path runtimeBase() {
+    if (auto home = environmentPath(kHomeVariable)) {
+        return *home / "run";
+    }
+    if (auto xdg = environmentPath("XDG_RUNTIME_DIR"); xdg && xdg->is_absolute()) {
+        return *xdg / "velmora";
+    }
+    return std::filesystem::path("/tmp") / fmt::format("velmora-{}", ::getuid());
+}
+
+// Creates path (mode 0700) when missing, then checks it with lstat so that a symbolic
+// link or a directory planted by another user is refused rather than followed.
+bool makePrivateDirectory(const std::filesystem::path& path) {
+    if (::mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) {
+        return false;
+    }
+    struct stat info {};
+    if (::lstat(path.c_str(), &info) != 0 || !S_ISDIR(info.st_mode) || info.st_uid != ::getuid()) {
+        return false;
+    }
+    if ((info.st_mode & 077) != 0 && ::chmod(path.c_str(), 0700) != 0) {
+        return false;
+    }
+    return true;
+}
+
 }  // namespace
+
+std::optional<std::filesystem::path> UserDirectories::privateRuntimeDirectory(
+    std::string_view subFolder) {
+    const std::filesystem::path base = runtimeBase();
+    std::error_code ignored;
+    std::filesystem::create_directories(base.parent_path(), ignored);
+    if (!makePrivateDirectory(base)) {
+        return std::nullopt;
+    }
+    if (subFolder.empty()) {
+        return base;
+    }
+    const std::filesystem::path folder = base / fileNameComponent(subFolder);
+    return makePrivateDirectory(folder) ? std::optional(folder) : std::nullopt;
+}
 
 std::filesystem::path UserDirectories::configDirectory() {
     return baseDirectory("config", "XDG_CONFIG_HOME", ".config");
