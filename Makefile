@@ -45,7 +45,7 @@ sanitize:
 
 # What CI runs after `make test`: the whole suite under AddressSanitizer+UBSan, then
 # ThreadSanitizer on the suites where threads meet (building only their test programs).
-TSAN_SUITES ?= platform services collections messaging
+TSAN_SUITES ?= platform services collections
 TSAN_PRESENT := $(foreach m,$(TSAN_SUITES),$(if $(wildcard tests/$(m)/*Test.cpp),$(m)))
 empty :=
 TSAN_LABELS := ^($(subst $(empty) $(empty),|,$(strip $(TSAN_PRESENT))))$$
