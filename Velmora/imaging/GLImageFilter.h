@@ -131,6 +131,7 @@ class GLImageFilter : public GLImageOutput, public GLImageInput {
     void setPoint(GLPoint value, const std::string& uniformName);
     void setFloatVec3(GPUVector3 value, const std::string& uniformName);
     void setFloatVec4(GPUVector4 value, const std::string& uniformName);
+    void setMatrix4f(GPUMatrix4x4 value, const std::string& uniformName);
     void setFloatArray(const GLfloat* values, GLsizei length, const std::string& uniformName);
 
     // Stores block for the uniform location (replacing an earlier one, whatever its

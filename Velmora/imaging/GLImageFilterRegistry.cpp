@@ -1,5 +1,6 @@
 #include "Velmora/imaging/GLImageFilterRegistry.h"
 
+#include "Velmora/imaging/GLImageFilter.h"
 #include "Velmora/platform/foundation/NoDestructor.h"
 
 namespace velmora {
@@ -17,6 +18,31 @@ const GLImageFilterRegistry::Setter* GLImageFilterRegistry::FilterClass::setter(
         }
     }
     return nullptr;
+}
+
+GLImageFilterRegistry::FilterClass GLImageFilterRegistry::uniformFilterClass(
+    std::string name, std::string help, int inputCount,
+    std::function<std::shared_ptr<GLImageFilter>()> make,
+    std::vector<UniformParameter> parameters) {
+    FilterClass filterClass;
+    filterClass.name = std::move(name);
+    filterClass.help = std::move(help);
+    filterClass.inputCount = inputCount;
+    for (const UniformParameter& parameter : parameters) {
+        filterClass.setters.push_back(floatSetter<GLImageFilter>(
+            parameter.selector, parameter.help,
+            [uniform = parameter.uniform](GLImageFilter& filter, float value) {
+                filter.setFloat(value, uniform);
+            }));
+    }
+    filterClass.create = [make = std::move(make), parameters = std::move(parameters)] {
+        std::shared_ptr<GLImageFilter> filter = make();
+        for (const UniformParameter& parameter : parameters) {
+            filter->setFloat(parameter.initial, parameter.uniform);
+        }
+        return std::static_pointer_cast<GLImageOutput>(filter);
+    };
+    return filterClass;
 }
 
 GLImageFilterRegistry& GLImageFilterRegistry::shared() {

@@ -25,6 +25,7 @@
 
 namespace velmora {
 
+class GLImageFilter;
 class GLImageOutput;
 
 class GLImageFilterRegistry {
@@ -56,6 +57,19 @@ class GLImageFilterRegistry {
         const Setter* setter(std::string_view selector) const;
     };
 
+    // A float uniform of a shader filter, set through a setter.
+    struct UniformParameter {
+        std::string selector;
+        std::string uniform;
+        float initial = 0;
+        std::string help;
+    };
+    // A class of shader filters whose settings are float uniforms: make() builds the
+    // filter, the uniforms get their initial values, and each has its setter.
+    static FilterClass uniformFilterClass(std::string name, std::string help, int inputCount,
+                                          std::function<std::shared_ptr<GLImageFilter>()> make,
+                                          std::vector<UniformParameter> parameters);
+
     static GLImageFilterRegistry& shared();
 
     // A later class of the same name replaces the earlier one.
@@ -82,6 +96,24 @@ class GLImageFilterRegistry {
                         [set = std::move(set)](T& filter, const Arguments& arguments) {
                             set(filter, arguments.front().point);
                         });
+    }
+
+    // A setter taking an array of floats.
+    template <class T>
+    static Setter floatArraySetter(std::string selector, std::string help,
+                                   std::function<void(T&, std::vector<float>)> set) {
+        Setter setter =
+            typed<T>(std::move(selector), std::move(help), GLImageTypedValue::Type::Float,
+                     [set = std::move(set)](T& filter, const Arguments& arguments) {
+                         std::vector<float> numbers;
+                         numbers.reserve(arguments.size());
+                         for (const GLImageTypedValue& value : arguments) {
+                             numbers.push_back(value.number);
+                         }
+                         set(filter, std::move(numbers));
+                     });
+        setter.takesArray = true;
+        return setter;
     }
 
     // A setter taking an array of points.
