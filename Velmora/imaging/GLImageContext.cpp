@@ -74,9 +74,15 @@ void runAsynchronouslyOnVideoProcessingQueue(std::function<void()> block) {
         block();
         return;
     }
-    GLImageContext::sharedContextQueue()->async([block = std::move(block)] {
+    // The block's captures (often the last reference to a filter) are destroyed inside the
+    // outermost block, on the queue with the context current: a destructor that syncs
+    // onto the queue would otherwise wait for the very block that is ending.
+    GLImageContext::sharedContextQueue()->async([block = std::move(block)]() mutable {
         try {
-            runAsOutermostBlock(block);
+            runAsOutermostBlock([&block] {
+                const std::function<void()> running = std::move(block);
+                running();
+            });
         } catch (const std::exception& error) {
             log::error("A block on the image processing queue threw: {}", error.what());
         } catch (...) {

@@ -172,6 +172,25 @@ TEST(ProcessingQueue, ThrowingBlocksReleaseTheContextAndReachSyncCallers) {
     EXPECT_GE(log.find("async block failed"), 0);
 }
 
+// Regression: a queued block holding the last reference to a filter destroyed it after the
+// block had ended, and the destructor's sync onto the queue waited for that same block.
+TEST(ProcessingQueue, FilterWhoseLastReferenceAQueuedBlockDrops) {
+    VELMORA_REQUIRE_EGL();
+    for (int round = 0; round < 3; ++round) {
+        auto filter = GLImageFilter::create();
+        filter->setFloat(0.5f, "unused");  // queues blocks that keep the filter alive
+        filter.reset();
+        auto drained = std::make_shared<std::promise<void>>();
+        auto done = drained->get_future();
+        // Detached, so that a regression fails here instead of hanging the suite.
+        std::thread([drained] {
+            runSynchronouslyOnVideoProcessingQueue([] {});
+            drained->set_value();
+        }).detach();
+        ASSERT_EQ(done.wait_for(std::chrono::seconds(20)), std::future_status::ready);
+    }
+}
+
 TEST(ExtensionList, SplitsOnSpacesAndMatchesWholeNames) {
     EXPECT_EQ(splitExtensionList("GL_a  GL_b "), (std::vector<std::string>{"GL_a", "GL_b"}));
     EXPECT_TRUE(splitExtensionList("").empty());
