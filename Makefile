@@ -3,9 +3,10 @@
 PRESET ?= dev
 JOBS ?= $(shell nproc)
 BUILD := build/$(PRESET)
-VELMORA := $(BUILD)/tools/velmora/velmora
+# The tool as users run it: optimised, from the release preset.
+VELMORA := build/release/tools/velmora/velmora
 
-.PHONY: all bootstrap configure build test demo bench sanitize fuzz format clean install package
+.PHONY: all bootstrap configure build test tool demo bench sanitize fuzz format clean install package
 
 all: build
 
@@ -21,7 +22,15 @@ build: configure
 test: build
 	@ctest --preset $(PRESET) -j $(JOBS)
 
-demo: build
+# Only the tool's target of the release preset: an optimised program without building
+# the release tests and benchmarks.
+tool: bootstrap
+	@cmake --preset release >/dev/null
+	@cmake --build --preset release -j $(JOBS) --target velmora_tool
+	@echo "velmora is $(VELMORA); put it on PATH with:"
+	@echo "  export PATH=\"$(CURDIR)/$(dir $(VELMORA)):\$$PATH\""
+
+demo: tool
 	@scripts/demo $(VELMORA)
 
 bench:

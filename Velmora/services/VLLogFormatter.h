@@ -7,7 +7,9 @@
 // An error stands out as its own block: an empty line before its tag ("[E] --->") and a
 // line break after its text. The tag is chosen by the whole flag, so a message carrying
 // several flags is tagged "[V]". Time stamps are written in the locale and system time
-// zone current when the formatter is made.
+// zone current when the formatter is made. Control characters in the text (line breaks,
+// ESC, C1 controls; not tabs) are written as "\n", "\r", "\x1b", "\u009b", so that one
+// message is always one line and cannot forge others.
 //
 // Thread safety: formatLogMessage may be called from any thread (the date formatter takes
 // its own lock); the logger count is atomic. One formatter may serve several loggers.

@@ -34,11 +34,11 @@ void SQLiteConnection::Closer::operator()(sqlite3* db) const {
     sqlite3_close_v2(db);
 }
 
-std::optional<SQLiteConnection> SQLiteConnection::open(const std::string& path,
-                                                       std::string* error) {
+std::optional<SQLiteConnection> SQLiteConnection::open(const std::string& path, std::string* error,
+                                                       Missing missing) {
     sqlite3* raw = nullptr;
-    const int rc =
-        sqlite3_open_v2(path.c_str(), &raw, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
+    const int flags = SQLITE_OPEN_READWRITE | (missing == Missing::Create ? SQLITE_OPEN_CREATE : 0);
+    const int rc = sqlite3_open_v2(path.c_str(), &raw, flags, nullptr);
     std::unique_ptr<sqlite3, Closer> db(raw);
     if (rc != SQLITE_OK) {
         if (error) {

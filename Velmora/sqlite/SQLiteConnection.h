@@ -26,10 +26,14 @@ using SQLiteRow = std::vector<std::optional<std::string>>;
 
 class SQLiteConnection {
   public:
-    // Opens, creating it if needed, the database at path; ":memory:" for a private
-    // in-memory one. On failure answers nothing and, when given, stores SQLite's message.
+    enum class Missing { Create, Fail };
+
+    // Opens the database at path read-write, making an empty one when it is missing
+    // unless `missing` says Fail; ":memory:" for a private in-memory one. On failure
+    // answers nothing and, when given, stores SQLite's message.
     [[nodiscard]] static std::optional<SQLiteConnection> open(const std::string& path,
-                                                              std::string* error = nullptr);
+                                                              std::string* error = nullptr,
+                                                              Missing missing = Missing::Create);
 
     sqlite3* handle() const { return db_.get(); }
 

@@ -58,6 +58,30 @@ TEST_F(VLLogFormatterTest, TagsByFlag) {
     EXPECT_EQ(formatter.formatLogMessage(message(4, "")), "[I] 2024/01/02 03:04:05:006: ");
 }
 
+// Fault pinned: a message with a line break or a terminal escape went out raw, so one
+// call could forge further log lines or recolour the terminal.
+TEST_F(VLLogFormatterTest, ControlCharactersAreEscapedSoAMessageStaysOneLine) {
+    VLLogFormatter formatter;
+    const std::vector<std::pair<std::string, std::string>> cases{
+        {"ok\n[E] ---> 2024/01/02 03:04:05:006: forged",
+         "ok\\n[E] ---> 2024/01/02 03:04:05:006: forged"},
+        {"a\r\nb", "a\\r\\nb"},
+        {"\x1b[31mred\x1b[0m", "\\x1b[31mred\\x1b[0m"},
+        {std::string("nul\0byte", 8), "nul\\x00byte"},
+        {"del\x7f", "del\\x7f"},
+        {"csi\xc2\x9b"
+         "31m",
+         "csi\\u009b31m"},
+        // Tabs, backslashes and UTF-8 text stay as they are.
+        {"tab\there \\n caf\xc3\xa9 \xc2\xa0", "tab\there \\n caf\xc3\xa9 \xc2\xa0"},
+    };
+    for (const auto& [text, shown] : cases) {
+        EXPECT_EQ(formatter.formatLogMessage(message(4, text)),
+                  "[I] 2024/01/02 03:04:05:006: " + shown)
+            << text;
+    }
+}
+
 TEST_F(VLLogFormatterTest, TimeStampsFollowTheZoneCurrentWhenTheFormatterWasMade) {
     VLLogFormatter inUtc;
     testing::ScopedSystemTimeZone tokyo("Asia/Tokyo");

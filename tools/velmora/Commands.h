@@ -6,7 +6,8 @@
 
 namespace velmora::tool {
 
-// Each adds its subcommand(s) to app; the subcommand's callback sets exitCode.
+// Each adds its subcommand(s) to app. A callback reports a problem with fail() or
+// usageError() (tools/velmora/ToolSupport.h); exitCode is left for a status of its own.
 void addLogCommand(CLI::App& app, int& exitCode);
 void addDateCommand(CLI::App& app, int& exitCode);
 void addTextCommands(CLI::App& app, int& exitCode);  // soundex, phone, escape

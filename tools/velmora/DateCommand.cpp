@@ -5,9 +5,11 @@
 //   $ velmora date add 2024-01-31T09:30:00+01:00 --months 1 --tz Europe/Berlin
 //   2024-02-29T09:30:00+01:00
 #include <cmath>
+#include <cstdlib>
 #include <exception>
 #include <functional>
 #include <iostream>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -21,21 +23,16 @@
 
 #include "tools/velmora/Commands.h"
 #include "tools/velmora/DateCommandSupport.h"
+#include "tools/velmora/ToolSupport.h"
 
 namespace velmora::tool {
 namespace {
 
 struct DateOptions {
     DateSettings settings;
-    std::string date;  // the DATE or N argument
+    std::string date;  // the DATE or SECONDS argument
     int days = 0, weeks = 0, months = 0, years = 0, hour = -1;
 };
-
-// All failures of the command come here: one line on stderr, exit status 1.
-void fail(const std::string& reason, int& exitCode) {
-    std::cerr << "error: " << reason << '\n';
-    exitCode = 1;
-}
 
 void printDates(const char* heading, const std::vector<Date>& dates) {
     std::cout << heading << ":\n";
@@ -49,19 +46,24 @@ std::string numberText(double value) {
     return fmt::format("{}", value);
 }
 
-std::optional<double> parseNumber(const std::string& text, std::string& error) {
-    std::size_t used = 0;
-    double value = 0;
-    try {
-        value = std::stod(text, &used);
-    } catch (const std::exception&) {
-        used = 0;
+// Amounts beyond these cannot land inside the years the tool prints; refusing them
+// up front also keeps the calendar's own arithmetic away from overflow.
+constexpr int kMostYears = 2 * (kLastYear - kFirstYear + 1);
+constexpr int kMostMonths = 12 * kMostYears;
+constexpr int kMostWeeks = 53 * kMostYears;
+constexpr int kMostDays = 366 * kMostYears;
+
+Date addToDate(const DateOptions& o, Date date) {
+    if (std::abs(o.years) > kMostYears || std::abs(o.months) > kMostMonths ||
+        std::abs(o.weeks) > kMostWeeks || std::abs(o.days) > kMostDays) {
+        fail(fmt::format("the sum is out of range (years {} to {})", kFirstYear, kLastYear));
     }
-    if (used == 0 || used != text.size() || !std::isfinite(value)) {
-        error = fmt::format("unreadable number '{}'", text);
-        return std::nullopt;
+    const std::optional<Date> sum =
+        getDateByAddingDays(date, o.days, o.weeks, o.months, o.years, o.hour);
+    if (!sum) {
+        fail("the calendar cannot add these amounts to " + o.date);
     }
-    return value;
+    return *sum;
 }
 
 void runInfo() {
@@ -102,9 +104,10 @@ void runClassify(Date date) {
 }
 
 // The subcommand with the options every date subcommand takes; `run` does the work once
-// the settings are in force, and answers an error text or "".
+// the settings are in force, and answers "" or the text of an argument it cannot read
+// (a usage error; results out of range fail on their own).
 CLI::App* addSubcommand(CLI::App& parent, const char* name, const char* description,
-                        const std::shared_ptr<DateOptions>& options, int& exitCode,
+                        const std::shared_ptr<DateOptions>& options,
                         std::function<std::string(DateOptions&)> run) {
     CLI::App* command = parent.add_subcommand(name, description);
     command->add_option("--now", options->settings.now,
@@ -113,16 +116,18 @@ CLI::App* addSubcommand(CLI::App& parent, const char* name, const char* descript
     command->add_option("--tz", options->settings.zone, "Pin the system time zone (IANA name)");
     command->add_option("--locale", options->settings.locale,
                         "Pin the current locale (such as en_US, de_DE)");
-    command->add_option("--week-start", options->settings.weekStart,
-                        "First day of the week: 0 the locale's, 1 Sunday ... 7 Saturday");
-    command->callback([options, &exitCode, run = std::move(run)] {
+    command
+        ->add_option("--week-start", options->settings.weekStart,
+                     "First day of the week: 0 the locale's, 1 Sunday ... 7 Saturday")
+        ->transform(integerIn(0, 7));
+    command->callback([options, run = std::move(run)] {
         std::string error;
         const std::optional<DateSession> session = DateSession::start(options->settings, error);
         if (session) {
             error = run(*options);
         }
         if (!error.empty()) {
-            fail(error, exitCode);
+            usageError(error);
         }
     });
     return command;
@@ -140,11 +145,14 @@ std::function<std::string(DateOptions&)> withDate(std::function<void(DateOptions
     };
 }
 
-// Reads the N argument, then prints the date `convert` makes of it.
+// Reads the SECONDS argument, then prints the date `convert` makes of it.
 std::function<std::string(DateOptions&)> fromNumber(Date (*convert)(double)) {
     return [convert](DateOptions& options) {
         std::string error;
-        if (const std::optional<double> number = parseNumber(options.date, error)) {
+        const std::optional<double> number =
+            parseNumber(options.date, -std::numeric_limits<double>::max(),
+                        std::numeric_limits<double>::max(), &error);
+        if (number) {
             std::cout << isoText(convert(*number)) << '\n';
         }
         return error;
@@ -153,42 +161,40 @@ std::function<std::string(DateOptions&)> fromNumber(Date (*convert)(double)) {
 
 }  // namespace
 
-void addDateCommand(CLI::App& app, int& exitCode) {
+void addDateCommand(CLI::App& app, int& /*exitCode*/) {
     CLI::App* date =
         app.add_subcommand("date", "Date arithmetic and classification as the framework does it");
-    date->require_subcommand(1);
 
     auto info = std::make_shared<DateOptions>();
     addSubcommand(*date, "info", "Today's bounds, the week start and the clock and units in use",
-                  info, exitCode, [](DateOptions&) {
+                  info, [](DateOptions&) {
                       runInfo();
                       return std::string();
                   });
 
     auto classify = std::make_shared<DateOptions>();
     addSubcommand(*date, "classify", "Where a date lies relative to today, one class per line",
-                  classify, exitCode, withDate([](DateOptions&, Date d) { runClassify(d); }))
+                  classify, withDate([](DateOptions&, Date d) { runClassify(d); }))
         ->add_option("DATE", classify->date, "ISO 8601 date")
         ->required();
 
     auto add = std::make_shared<DateOptions>();
-    CLI::App* addCommand =
-        addSubcommand(*date, "add", "Add days, weeks, months and years in calendar arithmetic", add,
-                      exitCode, withDate([](DateOptions& o, Date d) {
-                          const std::optional<Date> sum =
-                              getDateByAddingDays(d, o.days, o.weeks, o.months, o.years, o.hour);
-                          std::cout << (sum ? isoText(*sum) : "none") << '\n';
-                      }));
+    CLI::App* addCommand = addSubcommand(
+        *date, "add", "Add days, weeks, months and years in calendar arithmetic", add,
+        withDate([](DateOptions& o, Date d) { std::cout << isoText(addToDate(o, d)) << '\n'; }));
     addCommand->add_option("DATE", add->date, "ISO 8601 date")->required();
-    addCommand->add_option("--days", add->days, "Days to add (may be negative)");
-    addCommand->add_option("--weeks", add->weeks, "Whole weeks to add");
-    addCommand->add_option("--months", add->months, "Months to add");
-    addCommand->add_option("--years", add->years, "Years to add");
-    addCommand->add_option("--hour", add->hour, "Then set the time to HOUR:00:00 (0-23)");
+    const CLI::Validator anyInt =
+        integerIn(std::numeric_limits<int>::min(), std::numeric_limits<int>::max());
+    addCommand->add_option("--days", add->days, "Days to add (may be negative)")->transform(anyInt);
+    addCommand->add_option("--weeks", add->weeks, "Whole weeks to add")->transform(anyInt);
+    addCommand->add_option("--months", add->months, "Months to add")->transform(anyInt);
+    addCommand->add_option("--years", add->years, "Years to add")->transform(anyInt);
+    addCommand->add_option("--hour", add->hour, "Then set the time to HOUR:00:00")
+        ->transform(integerIn(0, 23));
 
     auto syncable = std::make_shared<DateOptions>();
     addSubcommand(*date, "syncable", "The time-zone-free numbers stored for a date", syncable,
-                  exitCode, withDate([](DateOptions&, Date d) {
+                  withDate([](DateOptions&, Date d) {
                       std::cout << "syncable: " << numberText(syncableTimeIntervalSince1970(d))
                                 << '\n'
                                 << "absolute: " << numberText(absoluteTimeIntervalSince1970(d))
@@ -199,26 +205,26 @@ void addDateCommand(CLI::App& app, int& exitCode) {
 
     auto fromSyncable = std::make_shared<DateOptions>();
     addSubcommand(*date, "from-syncable", "The date a stored syncable number stands for here",
-                  fromSyncable, exitCode, fromNumber(&syncableDateWithTimeIntervalSince1970))
-        ->add_option("N", fromSyncable->date, "Seconds, as `syncable` prints them")
+                  fromSyncable, fromNumber(&syncableDateWithTimeIntervalSince1970))
+        ->add_option("SECONDS", fromSyncable->date, "Seconds, as `syncable` prints them")
         ->required();
 
     auto fromAbsolute = std::make_shared<DateOptions>();
     addSubcommand(*date, "from-absolute", "The day a stored absolute number stands for here",
-                  fromAbsolute, exitCode, fromNumber(&dateWithAbsoluteTimeIntervalSince1970))
-        ->add_option("N", fromAbsolute->date, "Seconds, as `syncable` prints them")
+                  fromAbsolute, fromNumber(&dateWithAbsoluteTimeIntervalSince1970))
+        ->add_option("SECONDS", fromAbsolute->date, "Seconds, as `syncable` prints them")
         ->required();
 
     auto relative = std::make_shared<DateOptions>();
     addSubcommand(
-        *date, "relative", "How far a date is from now, in words", relative, exitCode,
+        *date, "relative", "How far a date is from now, in words", relative,
         withDate([](DateOptions&, Date d) { std::cout << formatRelativeTime(d) << '\n'; }))
         ->add_option("DATE", relative->date, "ISO 8601 date")
         ->required();
 
     auto grid = std::make_shared<DateOptions>();
     addSubcommand(*date, "grid", "The days a month view shows for the month of a date", grid,
-                  exitCode, withDate([](DateOptions&, Date d) {
+                  withDate([](DateOptions&, Date d) {
                       printDates("previous month", daysInFinalWeekOfPreviousMonth(d));
                       printDates("month", daysInSelectedMonth(d));
                       printDates("next month", daysInFirstWeekOfFollowingMonth(d));

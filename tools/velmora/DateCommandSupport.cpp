@@ -1,8 +1,10 @@
 #include "tools/velmora/DateCommandSupport.h"
 
+#include <cerrno>
 #include <chrono>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <system_error>
 #include <utility>
 
@@ -17,6 +19,8 @@
 #include "Velmora/platform/locale/TimeZone.h"
 #include "Velmora/services/VelmoraDAO.h"
 #include "Velmora/services/VelmoraLogging.h"
+
+#include "tools/velmora/ToolSupport.h"
 
 namespace velmora::tool {
 namespace {
@@ -78,9 +82,13 @@ struct IsoFields {
 std::optional<IsoFields> readIso(std::string_view text) {
     IsoReader reader(text);
     IsoFields fields;
-    const auto year = reader.number(4);
+    const bool bc = reader.take('-');
+    auto year = reader.number(4);
     if (!year || !reader.take('-')) {
         return std::nullopt;
+    }
+    if (bc) {
+        *year = -*year;
     }
     const auto month = reader.number(2);
     if (!month || !reader.take('-')) {
@@ -211,18 +219,30 @@ std::optional<Date> parseIsoDate(std::string_view text, std::string& error) {
 }
 
 std::string isoText(Date date) {
+    using namespace std::chrono;
+    const auto secondsAt = [](int year, unsigned monthNumber, unsigned dayNumber) {
+        const sys_days day = year_month_day{std::chrono::year(year), month(monthNumber),
+                                            std::chrono::day(dayNumber)};
+        return static_cast<double>(day.time_since_epoch() / seconds(1));
+    };
+    static const double kFirst = secondsAt(kFirstYear, 1, 1);
+    static const double kEnd = secondsAt(kLastYear + 1, 1, 1);
+    const double at = date.timeIntervalSince1970();
+    if (!(at >= kFirst && at < kEnd)) {
+        fail(fmt::format("the date is out of range (years {} to {})", kFirstYear, kLastYear));
+    }
     DateFormatter formatter;
     formatter.setLocale(Locale("en_US_POSIX"));
     formatter.setTimeZone(TimeZone::systemTimeZone());
-    formatter.setDateFormat("yyyy-MM-dd'T'HH:mm:ssxxx");
+    // "uuuu" counts years through 0 into the negatives; "yyyy" would drop the sign.
+    formatter.setDateFormat("uuuu-MM-dd'T'HH:mm:ssxxx");
     return formatter.stringFromDate(date);
 }
 
 std::optional<DateSession> DateSession::start(const DateSettings& settings, std::string& error) {
     const std::optional<std::filesystem::path> home = makeTemporaryHome();
     if (!home) {
-        error = "cannot make a temporary settings directory";
-        return std::nullopt;
+        fail(fmt::format("cannot make a temporary settings directory: {}", std::strerror(errno)));
     }
     DateSession session(*home);
     if (!settings.zone.empty()) {
@@ -280,6 +300,9 @@ DateSession::DateSession(DateSession&& other) noexcept : home_(std::exchange(oth
 
 DateSession::~DateSession() {
     if (!home_.empty()) {
+        // Pending changes are written now, while the home exists; left to the flush at
+        // exit, they would make the directory again after it is removed.
+        (void)UserDefaults::standard().synchronize();
         std::error_code ignored;
         std::filesystem::remove_all(home_, ignored);
     }

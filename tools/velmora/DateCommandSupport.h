@@ -19,12 +19,19 @@
 
 namespace velmora::tool {
 
+// The years the tool reads and prints, in the proleptic Gregorian calendar: year 0 is
+// 1 BC, as in ISO 8601.
+inline constexpr int kFirstYear = -9999;
+inline constexpr int kLastYear = 9999;
+
 // "2024-03-10", "2024-03-10T12:00", "2024-03-10T12:00:00.25", each with an optional offset
-// ("Z", "+01:00", "-0500", "+01"); a space may stand for the "T". Without an offset the
-// reading is taken in the system time zone. Nothing, with `error` set, for anything else.
+// ("Z", "+01:00", "-0500", "+01"); a space may stand for the "T"; "-0044-03-15" is a BC
+// year. Without an offset the reading is taken in the system time zone. Nothing, with
+// `error` set, for anything else.
 std::optional<Date> parseIsoDate(std::string_view text, std::string& error);
 
-// The date in the system time zone: "2024-03-10T12:00:00-05:00" (whole seconds).
+// The date in the system time zone: "2024-03-10T12:00:00-05:00" (whole seconds). A date
+// outside the years above (in UTC) is a failure of the command (fail()).
 std::string isoText(Date date);
 
 struct DateSettings {
@@ -38,7 +45,8 @@ struct DateSettings {
 // pinned clock, zone, locale and week start.
 class DateSession {
   public:
-    // Nothing, with `error` set, when a setting cannot be used.
+    // Nothing, with `error` set, when a setting cannot be used; a temporary home that
+    // cannot be made is a failure of the command (fail()).
     static std::optional<DateSession> start(const DateSettings& settings, std::string& error);
 
     DateSession(DateSession&& other) noexcept;

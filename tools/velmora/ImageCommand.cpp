@@ -17,6 +17,7 @@
 #include "Velmora/services/VelmoraLogging.h"
 
 #include "tools/velmora/Commands.h"
+#include "tools/velmora/ToolSupport.h"
 
 namespace velmora::tool {
 namespace {
@@ -39,23 +40,18 @@ std::optional<GLSize> parseSize(const std::string& text) {
     return GLSize{std::stod(match[1].str()), std::stod(match[2].str())};
 }
 
-int fail(const std::string& reason) {
-    std::cerr << "error: " << reason << '\n';
-    return 1;
-}
-
-int copyImage(const ImageCopyOptions& options) {
+void copyImage(const ImageCopyOptions& options) {
     std::string why;
     const std::optional<Image> image = readPngFile(options.input, &why);
     if (!image) {
-        return fail(why);
+        fail(why);
     }
     if (auto noDisplay = EglContext::whyNoDisplay()) {
-        return fail("no GPU context can be made: " + *noDisplay);
+        fail("no GPU context can be made: " + *noDisplay);
     }
     auto filter = GLImageFilter::create();
     if (!filter->filterProgram()) {
-        return fail("the pass-through filter could not be built (see the log above)");
+        fail("the pass-through filter could not be built (see the log above)");
     }
     filter->setInputRotation(static_cast<GLImageRotationMode>(options.rotation), 0);
     if (!options.size.empty()) {
@@ -65,33 +61,32 @@ int copyImage(const ImageCopyOptions& options) {
     }
     const std::optional<Image> result = filter->newCGImageByFilteringCGImage(*image);
     if (!result) {
-        return fail("the image could not be processed");
+        fail("the image could not be processed");
     }
     if (!writePngFile(*result, options.output, &why)) {
-        return fail(why);
+        fail(why);
     }
     std::cout << options.input << " (" << image->width() << "x" << image->height() << ") -> "
               << options.output << " (" << result->width() << "x" << result->height()
               << "), rotation " << options.rotation << '\n';
-    return 0;
 }
 
 }  // namespace
 
-void addImageCommand(CLI::App& app, int& exitCode) {
+void addImageCommand(CLI::App& app, int& /*exitCode*/) {
     CLI::App* image = app.add_subcommand("image", "Process images on the GPU pipeline");
     image->require_subcommand(1);
     auto options = std::make_shared<ImageCopyOptions>();
     CLI::App* copy = image->add_subcommand(
         "copy", "Run a PNG image through one pass-through filter and write the result");
-    copy->add_option("input", options->input, "The PNG image to read")->required();
-    copy->add_option("output", options->output,
+    copy->add_option("FILE", options->input, "The PNG image to read")->required();
+    copy->add_option("OUTPUT", options->output,
                      "Where to write the result (written whole or not at all)")
         ->required();
     copy->add_option("--rotate", options->rotation,
                      "Input rotation: 0 none, 1 left, 2 right, 3 flip vertical, 4 flip "
                      "horizontal, 5 right + flip vertical, 6 right + flip horizontal, 7 180")
-        ->check(CLI::Range(0, 7))
+        ->transform(integerIn(0, 7))
         ->capture_default_str();
     const auto sizeCheck = CLI::Validator(
         [](std::string& text) {
@@ -104,12 +99,15 @@ void addImageCommand(CLI::App& app, int& exitCode) {
                      "Process at the largest size with the image's proportions inside this one")
         ->check(sizeCheck)
         ->excludes(size);
-    copy->callback([options, &exitCode] {
+    copy->callback([options] {
         LoggingOptions logging;
         logging.consoleLevel = LogLevel::Warning;
         configureLogging(logging);
-        exitCode = copyImage(*options);
-        Log::removeAllLoggers();
+        // Loggers go before the tool's error line is printed, whichever way this ends.
+        const struct LoggerScope {
+            ~LoggerScope() { Log::removeAllLoggers(); }
+        } loggers;
+        copyImage(*options);
     });
 }
 

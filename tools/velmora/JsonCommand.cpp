@@ -4,7 +4,9 @@
 //
 //   $ echo '{"b": [1, 2.50], "a": "x"}' | velmora json --sort-keys
 //   {"a":"x","b":[1,2.5]}
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -14,6 +16,7 @@
 #include "Velmora/json/VLJsonStreamWriter.h"
 
 #include "tools/velmora/Commands.h"
+#include "tools/velmora/ToolSupport.h"
 
 namespace velmora::tool {
 namespace {
@@ -51,8 +54,7 @@ class DocumentPrinter : public VLJsonStreamParserAdapterDelegate {
             error_ = writer.error();
             return;
         }
-        std::fwrite(writer.data().data(), 1, writer.data().size(), stdout);
-        std::fputc('\n', stdout);
+        writeLine(std::string_view(writer.data().data(), writer.data().size()));
     }
 
     const JsonOptions& options_;
@@ -60,20 +62,14 @@ class DocumentPrinter : public VLJsonStreamParserAdapterDelegate {
     std::size_t documents_ = 0;
 };
 
-int fail(const std::string& message) {
-    std::fflush(stdout);
-    std::fprintf(stderr, "error: %s\n", message.c_str());
-    return 1;
-}
-
-int runJson(const JsonOptions& options) {
+void runJson(const JsonOptions& options) {
     using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
     File owned(nullptr, &std::fclose);
     std::FILE* input = stdin;
     if (!options.file.empty() && options.file != "-") {
         owned.reset(std::fopen(options.file.c_str(), "rb"));
         if (!owned) {
-            return fail("cannot open " + options.file);
+            fail("cannot open " + options.file + ": " + std::strerror(errno));
         }
         input = owned.get();
     }
@@ -93,26 +89,25 @@ int runJson(const JsonOptions& options) {
         }
         status = parser.parse(std::string_view(chunk.data(), read));
         if (!printer.error().empty()) {
-            return fail(printer.error());
+            fail(printer.error());
         }
     }
     if (std::ferror(input) != 0) {
-        return fail("cannot read " + (options.file.empty() ? std::string("input") : options.file));
+        fail("cannot read " + (options.file.empty() ? std::string("input") : options.file));
     }
     if (status == VLJsonParserStatus::Error) {
-        return fail(parser.error());
+        fail(parser.error());
     }
     if (status == VLJsonParserStatus::WaitingForData &&
         (parser.depth() > 0 || parser.hasPendingInput() ||
          (!options.multi && printer.documents() == 0))) {
-        return fail("Unexpected end of input");
+        fail("Unexpected end of input");
     }
-    return std::fflush(stdout) == 0 ? 0 : fail("cannot write the output");
 }
 
 }  // namespace
 
-void addJsonCommand(CLI::App& app, int& exitCode) {
+void addJsonCommand(CLI::App& app, int& /*exitCode*/) {
     auto options = std::make_shared<JsonOptions>();
     CLI::App* command = app.add_subcommand(
         "json",
@@ -123,7 +118,7 @@ void addJsonCommand(CLI::App& app, int& exitCode) {
     command->add_flag("--multi", options->multi,
                       "Read several top-level documents one after another");
     command->add_option("FILE", options->file, "The input (standard input when absent or -)");
-    command->callback([options, &exitCode] { exitCode = runJson(*options); });
+    command->callback([options] { runJson(*options); });
 }
 
 }  // namespace velmora::tool

@@ -51,7 +51,7 @@ void addLogCommand(CLI::App& app, int& exitCode) {
         ->check(CLI::IsMember({"error", "warning", "info", "debug", "verbose"}))
         ->capture_default_str();
     command->add_flag("--syslog", options->systemLog, "Also write it to the system log");
-    command->add_option("text", options->words, "The message; its words are joined by spaces")
+    command->add_option("TEXT", options->words, "The message; its words are joined by spaces")
         ->required();
     command->callback([options, &exitCode] {
         LoggingOptions logging;

@@ -3,7 +3,6 @@
 //
 //   $ velmora sql :memory: "SELECT fold('ÀB'), unaccent('Crème')"
 //   àb|Creme
-#include <cstdio>
 #include <memory>
 #include <string>
 #include <vector>
@@ -15,6 +14,7 @@
 #include "Velmora/sqlite/sqlite3_unicode.h"
 
 #include "tools/velmora/Commands.h"
+#include "tools/velmora/ToolSupport.h"
 
 namespace velmora::tool {
 namespace {
@@ -23,12 +23,8 @@ struct SqlOptions {
     std::string database;
     std::vector<std::string> statements;
     bool cfAdditions = false;
+    bool create = false;
 };
-
-int fail(const std::string& message) {
-    std::fprintf(stderr, "error: %s\n", message.c_str());
-    return 1;
-}
 
 void printRow(const SQLiteRow& row) {
     std::string line;
@@ -40,46 +36,48 @@ void printRow(const SQLiteRow& row) {
             line += *row[i];
         }
     }
-    line += '\n';
-    std::fwrite(line.data(), 1, line.size(), stdout);
+    writeLine(line);
 }
 
-int runSql(const SqlOptions& options) {
+void runSql(const SqlOptions& options) {
     std::string error;
-    auto db = SQLiteConnection::open(options.database, &error);
+    auto db = SQLiteConnection::open(
+        options.database, &error,
+        options.create ? SQLiteConnection::Missing::Create : SQLiteConnection::Missing::Fail);
     if (!db) {
-        return fail(error);
+        fail("cannot open database " + options.database + ": " + error +
+             (options.create ? "" : " (--create makes a new one)"));
     }
     if (sqlite3_unicode_init(db->handle()) != SQLITE_OK) {
-        return fail(sqlite3_errmsg(db->handle()));
+        fail(sqlite3_errmsg(db->handle()));
     }
     SQLiteUTFExtensions extensions;
     if (options.cfAdditions && extensions.installCFAdditions(db->handle()) != SQLITE_OK) {
-        return fail(sqlite3_errmsg(db->handle()));
+        fail(sqlite3_errmsg(db->handle()));
     }
     for (const std::string& sql : options.statements) {
         if (const auto failure = db->execute(sql, printRow)) {
-            std::fflush(stdout);
-            return fail(*failure);
+            fail(*failure);
         }
     }
-    return 0;
 }
 
 }  // namespace
 
-void addSqlCommand(CLI::App& app, int& exitCode) {
+void addSqlCommand(CLI::App& app, int& /*exitCode*/) {
     auto options = std::make_shared<SqlOptions>();
     CLI::App* command = app.add_subcommand(
         "sql", "Run SQL with the Unicode extension (fold, unaccent, NOCASE, like, ...)");
     command
-        ->add_option("database", options->database,
+        ->add_option("DATABASE", options->database,
                      "The database file, or :memory: for an empty in-memory one")
         ->required();
-    command->add_option("sql", options->statements, "SQL texts, run in order")->required();
+    command->add_option("SQL", options->statements, "SQL texts, run in order")->required();
+    command->add_flag("--create", options->create,
+                      "Make the database file when it does not exist (otherwise an error)");
     command->add_flag("--cf", options->cfAdditions,
                       "Also install the locale-aware upper() and lower()");
-    command->callback([options, &exitCode] { exitCode = runSql(*options); });
+    command->callback([options] { runSql(*options); });
 }
 
 }  // namespace velmora::tool

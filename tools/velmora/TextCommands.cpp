@@ -9,7 +9,7 @@
 //   +1 (555) 123-4567
 //   $ velmora escape --for json 'a/b {"k": 1}'
 //   a\/b^20^7B^22k^22^3A^201^7D
-#include <cstdio>
+#include <limits>
 #include <map>
 #include <memory>
 #include <string>
@@ -21,6 +21,7 @@
 #include "Velmora/text/SoundEx.h"
 
 #include "tools/velmora/Commands.h"
+#include "tools/velmora/ToolSupport.h"
 
 namespace velmora::tool {
 namespace {
@@ -39,12 +40,6 @@ const std::map<std::string, TextFunction>& escapeFormats() {
         {"clean", &cleanString},      {"validxml", &validXMLString},
     };
     return kFormats;
-}
-
-// Written as bytes: an escaped or cleaned text may hold a NUL or bytes that are not UTF-8.
-void printLine(std::string_view text) {
-    std::fwrite(text.data(), 1, text.size(), stdout);
-    std::fputc('\n', stdout);
 }
 
 struct SoundexOptions {
@@ -71,14 +66,16 @@ void addSoundexCommand(CLI::App& app, int& exitCode) {
         "Phonetic codes of names, one per line (an empty line for a name without letters)");
     command
         ->add_option("--mode", options->mode,
-                     "0: refined (spelling rules, length 4 to 10), 1: American, other: plain")
+                     "0: refined (spelling rules), 1: American, other: plain")
+        ->transform(integerIn(std::numeric_limits<int>::min(), std::numeric_limits<int>::max()))
         ->capture_default_str();
     command->add_option("--length", options->length, "Code length, used in mode 0")
+        ->transform(integerIn(4, 10))
         ->capture_default_str();
-    command->add_option("names", options->names, "The names")->required();
+    command->add_option("NAME", options->names, "The names")->required();
     command->callback([options, &exitCode] {
         for (const std::string& name : options->names) {
-            printLine(soundEx(name, options->length, options->mode));
+            writeLine(soundEx(name, options->length, options->mode));
         }
         exitCode = 0;
     });
@@ -88,21 +85,20 @@ void addPhoneCommand(CLI::App& app, int& exitCode) {
     auto options = std::make_shared<PhoneOptions>();
     CLI::App* command =
         app.add_subcommand("phone", "Lay phone numbers out in a country's pattern, or strip them");
-    CLI::Option* country = command->add_option(
-        "--country", options->country, "Country code: us, gb, jp or de (others: unchanged)");
+    CLI::Option* country = command->add_option("--country", options->country,
+                                               "Country code: us, gb, jp or de (either case)");
+    country->check(CLI::IsMember({"us", "gb", "jp", "de"}, CLI::ignore_case));
     CLI::Option* strip = command->add_flag("--strip", options->strip,
                                            "Only keep what a phone keypad can enter (0-9 # * +)");
     country->excludes(strip);
-    command->add_option("texts", options->texts, "The numbers, one result line each")->required();
+    command->add_option("NUMBER", options->texts, "The numbers, one result line each")->required();
     command->callback([options, country, &exitCode] {
         if (country->count() == 0 && !options->strip) {
-            std::fputs("phone: give --country CC or --strip\n", stderr);
-            exitCode = 2;
-            return;
+            usageError("give --country CC or --strip");
         }
         const PhoneNumberFormatter formatter;
         for (const std::string& text : options->texts) {
-            printLine(options->strip ? PhoneNumberFormatter::strip(text)
+            writeLine(options->strip ? PhoneNumberFormatter::strip(text)
                                      : formatter.format(text, options->country));
         }
         exitCode = 0;
@@ -120,9 +116,9 @@ void addEscapeCommand(CLI::App& app, int& exitCode) {
     command->add_option("--for", options->format, "The destination format")
         ->required()
         ->check(CLI::IsMember(formats));
-    command->add_option("text", options->text, "The text")->required();
+    command->add_option("TEXT", options->text, "The text")->required();
     command->callback([options, &exitCode] {
-        printLine(escapeFormats().at(options->format)(options->text));
+        writeLine(escapeFormats().at(options->format)(options->text));
         exitCode = 0;
     });
 }

@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include "Velmora/imaging/gl/UniqueFd.h"
+#include "Velmora/platform/storage/AtomicFile.h"
 
 namespace velmora {
 
@@ -25,9 +26,6 @@ enum class PngFailure {
     TooLarge,
     Encode,
     UnsupportedLayout,
-    Create,
-    Write,
-    Rename,
 };
 
 // Every failure text of PNG reading and writing is made here.
@@ -57,15 +55,6 @@ bool fail(std::string* why, PngFailure failure, std::string_view subject,
             break;
         case PngFailure::UnsupportedLayout:
             *why = fmt::format("cannot encode {}: unsupported pixel layout", subject);
-            break;
-        case PngFailure::Create:
-            *why = fmt::format("cannot create {}: {}", subject, detail);
-            break;
-        case PngFailure::Write:
-            *why = fmt::format("cannot write {}: {}", subject, detail);
-            break;
-        case PngFailure::Rename:
-            *why = fmt::format("cannot replace {}: {}", subject, detail);
             break;
     }
     return false;
@@ -116,24 +105,6 @@ std::optional<Image> decode(const std::uint8_t* bytes, std::size_t size, std::st
     return Image(width, height, 8, 32, static_cast<std::size_t>(width) * 4, kImageAlphaLast,
                  DataProvider::owning(std::move(pixelsOut)));
 }
-
-// Removes the temporary file unless the write went through.
-class TemporaryFile {
-  public:
-    explicit TemporaryFile(std::string path) : path_(std::move(path)) {}
-    ~TemporaryFile() {
-        if (!kept_) {
-            ::unlink(path_.c_str());
-        }
-    }
-    TemporaryFile(const TemporaryFile&) = delete;
-    TemporaryFile& operator=(const TemporaryFile&) = delete;
-    void keep() { kept_ = true; }
-
-  private:
-    std::string path_;
-    bool kept_ = false;
-};
 
 }  // namespace
 
@@ -213,36 +184,7 @@ std::optional<std::vector<std::uint8_t>> encodePng(const Image& image, std::stri
 
 bool writePngFile(const Image& image, const std::string& path, std::string* why) {
     const auto bytes = encodePng(image, why);
-    if (!bytes) {
-        return false;
-    }
-    std::string temporaryPath = path + ".XXXXXX";
-    UniqueFd fd(::mkostemp(temporaryPath.data(), O_CLOEXEC));
-    if (!fd) {
-        return fail(why, PngFailure::Create, path, std::strerror(errno));
-    }
-    TemporaryFile temporary(temporaryPath);
-    std::size_t done = 0;
-    while (done < bytes->size()) {
-        const ssize_t count = ::write(fd.get(), bytes->data() + done, bytes->size() - done);
-        if (count < 0 && errno == EINTR) {
-            continue;
-        }
-        if (count <= 0) {
-            return fail(why, PngFailure::Write, path, std::strerror(errno));
-        }
-        done += static_cast<std::size_t>(count);
-    }
-    // mkstemp makes the file private (0600); images are ordinary readable files. (Reading
-    // the umask would mean setting it, which is process-wide and races other threads.)
-    if (::fchmod(fd.get(), 0644) != 0 || ::fsync(fd.get()) != 0 || !fd.reset()) {
-        return fail(why, PngFailure::Write, path, std::strerror(errno));
-    }
-    if (::rename(temporaryPath.c_str(), path.c_str()) != 0) {
-        return fail(why, PngFailure::Rename, path, std::strerror(errno));
-    }
-    temporary.keep();
-    return true;
+    return bytes && AtomicFile::write(path, *bytes, why);
 }
 
 }  // namespace velmora

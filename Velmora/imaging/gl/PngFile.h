@@ -2,8 +2,8 @@
 // PNG reading and writing over libpng's simplified interface. Decoding gives an Image of
 // straight (unpremultiplied) R, G, B, A bytes (bitmap info kImageAlphaLast), whatever the
 // file's colour type and depth; encoding takes any Image layout and writes 8-bit RGBA.
-// Files are written whole or not at all: the bytes go to a temporary file beside the
-// target, which is renamed over it only once complete.
+// Files are written whole or not at all, through AtomicFile (which also says which
+// targets it refuses: symbolic links, devices, FIFOs, directories).
 //
 // Thread safety: every function may be called from any thread.
 //

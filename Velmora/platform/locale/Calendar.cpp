@@ -77,10 +77,18 @@ std::unique_ptr<icu::Calendar> makeIcuCalendar(CalendarIdentifier identifier, co
         calendar = std::make_unique<icu::GregorianCalendar>(status);
     }
     calendar->setLenient(true);
+    Calendar::useProlepticRules(*calendar);
     return calendar;
 }
 
 }  // namespace
+
+void Calendar::useProlepticRules(icu::Calendar& calendar) {
+    if (auto* gregorian = dynamic_cast<icu::GregorianCalendar*>(&calendar)) {
+        UErrorCode status = U_ZERO_ERROR;
+        gregorian->setGregorianChange(U_DATE_MIN, status);
+    }
+}
 
 Calendar::Calendar(CalendarIdentifier identifier)
     : identifier_(identifier),

@@ -48,6 +48,11 @@ class Calendar {
     // The platform's current calendar: Gregorian, current locale, system time zone.
     [[nodiscard]] static Calendar current();
 
+    // Gives an ICU Gregorian calendar the Gregorian rules before 1582-10-15 as well (the
+    // proleptic calendar of ISO 8601), so that what is read and what is printed agree on
+    // every year, year 0 and BC years included. Other calendar systems are left alone.
+    static void useProlepticRules(icu::Calendar& calendar);
+
     Calendar(const Calendar& other);
     Calendar& operator=(const Calendar& other);
     Calendar(Calendar&&) noexcept;

@@ -3,9 +3,12 @@
 #include <cmath>
 #include <utility>
 
+#include <unicode/calendar.h>
 #include <unicode/dtptngen.h>
 #include <unicode/smpdtfmt.h>
 #include <unicode/unistr.h>
+
+#include "Velmora/platform/locale/Calendar.h"
 
 namespace velmora {
 namespace {
@@ -208,6 +211,10 @@ icu::SimpleDateFormat* DateFormatter::icuFormatLocked() const {
         if (U_FAILURE(status)) {
             return nullptr;
         }
+        // The format's own calendar would print dates before 1582 in the Julian calendar.
+        std::unique_ptr<icu::Calendar> calendar(format->getCalendar()->clone());
+        Calendar::useProlepticRules(*calendar);
+        format->adoptCalendar(calendar.release());
         format->setTimeZone(timeZone_.icuTimeZone());
         // setLenient(false) also turns off ICU's loose matching of white space and
         // digit counts, which the formatter keeps in both modes.

@@ -3,12 +3,15 @@
 #include <atomic>
 #include <cerrno>
 #include <cstring>
+#include <optional>
 #include <random>
 
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include "Velmora/platform/storage/internal/InterruptCleanup.h"
 
 namespace velmora {
 namespace {
@@ -63,6 +66,59 @@ std::filesystem::path temporaryPathFor(const std::filesystem::path& path) {
     return path.parent_path() / fmt::format(".{}.{:016x}.tmp", path.filename().string(), random());
 }
 
+const char* kindOf(mode_t mode) {
+    if (S_ISDIR(mode)) {
+        return "a directory";
+    }
+    if (S_ISCHR(mode)) {
+        return "a character device";
+    }
+    if (S_ISBLK(mode)) {
+        return "a block device";
+    }
+    if (S_ISFIFO(mode)) {
+        return "a FIFO";
+    }
+    if (S_ISSOCK(mode)) {
+        return "a socket";
+    }
+    return "not a regular file";
+}
+
+// What stands at the target now: nothing (a new file), a regular file (whose permission
+// bits the new file takes over), or anything else, which is refused.
+struct Target {
+    bool usable = false;
+    std::optional<mode_t> permissions;
+};
+
+Target inspectTarget(const std::filesystem::path& path, std::string* error) {
+    struct stat info {};
+    if (::lstat(path.c_str(), &info) != 0) {
+        if (errno == ENOENT) {
+            return {.usable = true, .permissions = std::nullopt};
+        }
+        fail(error, "cannot write", path, errno);
+        return {};
+    }
+    if (S_ISLNK(info.st_mode)) {
+        if (error != nullptr) {
+            *error = fmt::format(
+                "cannot write {}: it is a symbolic link (name the file it points to instead)",
+                path.string());
+        }
+        return {};
+    }
+    if (!S_ISREG(info.st_mode)) {
+        if (error != nullptr) {
+            *error = fmt::format("cannot write {}: it is {}, not a regular file", path.string(),
+                                 kindOf(info.st_mode));
+        }
+        return {};
+    }
+    return {.usable = true, .permissions = info.st_mode & 07777};
+}
+
 void syncDirectory(const std::filesystem::path& directory) {
     const int fd =
         ::open(directory.empty() ? "." : directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
@@ -76,15 +132,25 @@ void syncDirectory(const std::filesystem::path& directory) {
 
 bool AtomicFile::write(const std::filesystem::path& path, std::span<const std::uint8_t> contents,
                        std::string* error) {
+    const Target target = inspectTarget(path, error);
+    if (!target.usable) {
+        return false;
+    }
     const auto temporary = temporaryPathFor(path);
+    // Covered before it exists, so that no signal finds it uncovered.
+    const internal::InterruptCleanup::Registration covered =
+        internal::InterruptCleanup::protect(temporary);
     if (!allowed("open")) {
         return fail(error, "cannot create", temporary, errno);
     }
-    const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+    const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     if (fd < 0) {
         return fail(error, "cannot create", temporary, errno);
     }
     TemporaryFile file(fd, temporary);
+    if (target.permissions && ::fchmod(fd, *target.permissions) != 0) {
+        return fail(error, "cannot set the permissions of", temporary, errno);
+    }
     std::size_t written = 0;
     while (written < contents.size()) {
         if (!allowed("write")) {

@@ -4,6 +4,13 @@
 // same directory, which is flushed to disk (fsync) and then renamed over the target;
 // the directory is synced too, so the rename survives a power cut.
 //
+// Only a new path or a regular file is written. A symbolic link is refused rather than
+// followed or replaced, and so are directories, devices, FIFOs and sockets: renaming over
+// them would replace the node itself (as root, /dev/null). Replacing a file gives its name
+// a new file with the old one's permission bits (not its owner); other hard links to the
+// old file keep the old contents. A process ended by SIGINT, SIGTERM, SIGHUP or SIGXFSZ
+// while writing removes its temporary file (see internal/InterruptCleanup.h).
+//
 // Thread safety: stateless; concurrent writes to one path leave one of them in place.
 //
 //   std::string error;
@@ -23,8 +30,9 @@ class AtomicFile {
   public:
     AtomicFile() = delete;
 
-    // Writes contents to path. On failure the previous file (if any) is untouched, no
-    // temporary file is left behind, and error (when given) says why.
+    // Writes contents to path (a new path or a regular file). On failure the previous
+    // file (if any) is untouched, no temporary file is left behind, and error (when
+    // given) names the path and says why.
     [[nodiscard]] static bool write(const std::filesystem::path& path,
                                     std::span<const std::uint8_t> contents,
                                     std::string* error = nullptr);

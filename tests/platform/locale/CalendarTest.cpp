@@ -1,3 +1,4 @@
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -101,6 +102,40 @@ TEST(CalendarTest, AddingComponentsFollowsCalendarRules) {
     const Date fractional(1700000000.25);
     EXPECT_EQ(add({}, fractional), fractional);
     EXPECT_EQ(add({.day = 1}, fractional), Date(1700000000.25 + 86400));
+}
+
+// Midnight UTC of a proleptic Gregorian day, counted without ICU.
+Date utcMidnight(int year, unsigned month, unsigned day) {
+    const std::chrono::sys_days days = std::chrono::year_month_day{
+        std::chrono::year(year), std::chrono::month(month), std::chrono::day(day)};
+    return Date(static_cast<double>(days.time_since_epoch() / std::chrono::seconds(1)));
+}
+
+// Fault pinned: before 1582-10-15 the calendar switched to Julian rules, so a date read
+// as proleptic Gregorian came back ten days off (1500-03-01 as 1500-02-20).
+TEST(CalendarTest, GregorianRulesHoldBeforeTheChangeover) {
+    const Calendar calendar = gregorianIn("UTC");
+    struct Case {
+        int year;
+        unsigned month, day;
+    };
+    const std::vector<Case> cases{
+        {1500, 3, 1},  {1582, 10, 4}, {1582, 10, 10}, {1582, 10, 15},
+        {1700, 2, 28}, {1200, 2, 29}, {1, 1, 1},
+    };
+    for (const Case& c : cases) {
+        const Date date = utcMidnight(c.year, c.month, c.day);
+        const DateComponents parts = calendar.components(kDateAndTime, date);
+        EXPECT_EQ(parts.year, c.year) << c.year;
+        EXPECT_EQ(parts.month, static_cast<int>(c.month)) << c.year;
+        EXPECT_EQ(parts.day, static_cast<int>(c.day)) << c.year;
+        EXPECT_EQ(at(calendar, c.year, static_cast<int>(c.month), static_cast<int>(c.day)), date);
+    }
+    // One day after 1582-10-04 is the 5th, and 1700 (a Julian leap year) has no 29 February.
+    EXPECT_EQ(calendar.dateByAddingComponents({.day = 1}, utcMidnight(1582, 10, 4)),
+              utcMidnight(1582, 10, 5));
+    EXPECT_EQ(calendar.dateByAddingComponents({.day = 1}, utcMidnight(1700, 2, 28)),
+              utcMidnight(1700, 3, 1));
 }
 
 TEST(CalendarTest, SettingTheTimeAndStartOfDayAcrossDaylightSaving) {

@@ -108,6 +108,24 @@ TEST_F(DateFormatterTest, StartsWithTheCurrentLocaleAndSystemZoneAndKeepsThem) {
     EXPECT_EQ(inTokyo.stringFromDate(kSample), "2024/01/02 12:04:05:006");
 }
 
+// Fault pinned: dates before 1582-10-15 were printed in the Julian calendar and BC years
+// lost their sign.
+TEST_F(DateFormatterTest, PrintsProlepticGregorianDatesAndSignedYears) {
+    DateFormatter formatter;
+    formatter.setDateFormat("uuuu-MM-dd");
+    const std::vector<std::pair<double, std::string>> cases{
+        {-14922057600.0, "1497-02-20"},  // before the changeover
+        {-12219292800.0, "1582-10-15"},  // the first Gregorian day
+        {-12219379200.0, "1582-10-14"},  // a day the Julian reckoning would call 10-04
+        {-62167219200.0, "0000-01-01"},  // year 0, 1 BC
+        {-63587289600.0, "-0045-01-01"},
+    };
+    for (const auto& [seconds, text] : cases) {
+        EXPECT_EQ(formatter.stringFromDate(Date(seconds)), text);
+        EXPECT_EQ(formatter.dateFromString(text), Date(seconds)) << text;
+    }
+}
+
 TEST_F(DateFormatterTest, WallTimeAcrossDaylightSavingChanges) {
     DateFormatter formatter;
     formatter.setDateFormat("yyyy-MM-dd HH:mm:ss.SSS Z");
