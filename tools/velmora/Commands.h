@@ -14,5 +14,7 @@ void addTextCommands(CLI::App& app, int& exitCode);  // soundex, phone, escape
 void addSqlCommand(CLI::App& app, int& exitCode);
 void addJsonCommand(CLI::App& app, int& exitCode);
 void addImageCommand(CLI::App& app, int& exitCode);
+// filter, blend and filters, under the image group.
+void addImageFilterCommands(CLI::App& image);
 
 }  // namespace velmora::tool
