@@ -34,6 +34,7 @@ demo: tool
 	@scripts/demo $(VELMORA)
 
 bench:
+	@scripts/bootstrap bench
 	@$(MAKE) --no-print-directory build PRESET=release
 	@scripts/bench build/release
 
