@@ -74,7 +74,14 @@ std::optional<GLImageFilterRegistry::Arguments> attributeArguments(
     return arguments;
 }
 
-std::optional<GLImageFilterPipeline::Filter> filterOfEntry(const Value& entry, std::string* why) {
+// An entry checked against the registry, its values parsed: everything but the filter.
+struct PlannedFilter {
+    std::shared_ptr<const GLImageFilterRegistry::FilterClass> filterClass;
+    std::vector<std::pair<const GLImageFilterRegistry::Setter*, GLImageFilterRegistry::Arguments>>
+        settings;
+};
+
+std::optional<PlannedFilter> planEntry(const Value& entry, std::string* why) {
     const Dictionary* fields = entry.asDictionary();
     if (fields == nullptr) {
         *why = "the entry is not a dictionary";
@@ -86,19 +93,15 @@ std::optional<GLImageFilterPipeline::Filter> filterOfEntry(const Value& entry, s
         *why = "\"FilterName\" is missing or not a string";
         return std::nullopt;
     }
-    const auto filterClass = GLImageFilterRegistry::shared().find(*name);
-    if (!filterClass) {
+    PlannedFilter plan;
+    plan.filterClass = GLImageFilterRegistry::shared().find(*name);
+    if (!plan.filterClass) {
         *why = fmt::format("no filter class named \"{}\"", *name);
-        return std::nullopt;
-    }
-    GLImageFilterPipeline::Filter filter = filterClass->create();
-    if (!filter || !inputOf(filter)) {
-        *why = fmt::format("{} could not be made (see the log)", *name);
         return std::nullopt;
     }
     const Value* attributes = fields->find("Attributes");
     if (attributes == nullptr) {
-        return filter;
+        return plan;
     }
     const Dictionary* setters = attributes->asDictionary();
     if (setters == nullptr) {
@@ -108,7 +111,7 @@ std::optional<GLImageFilterPipeline::Filter> filterOfEntry(const Value& entry, s
     for (const auto& [key, value] : *setters) {
         const std::string* selector = key.asString();
         const GLImageFilterRegistry::Setter* setter =
-            selector != nullptr ? filterClass->setter(*selector) : nullptr;
+            selector != nullptr ? plan.filterClass->setter(*selector) : nullptr;
         if (setter == nullptr) {
             *why = fmt::format("{} has no setter \"{}\"", *name,
                                selector != nullptr ? *selector : std::string("(not a string)"));
@@ -120,9 +123,39 @@ std::optional<GLImageFilterPipeline::Filter> filterOfEntry(const Value& entry, s
             *why = fmt::format("{} {}: {}", *name, *selector, reason);
             return std::nullopt;
         }
-        setter->apply(*filter, *arguments);
+        plan.settings.emplace_back(setter, std::move(*arguments));
     }
-    return filter;
+    return plan;
+}
+
+std::optional<std::vector<PlannedFilter>> planConfiguration(const Value& configuration,
+                                                            std::string* why) {
+    std::string reason;
+    const Dictionary* root = configuration.asDictionary();
+    const Value* list = root != nullptr ? root->find("Filters") : nullptr;
+    std::vector<PlannedFilter> plans;
+    if (list == nullptr) {
+        reason = "the configuration has no \"Filters\" array";
+    } else if (const Array* entries = list->asArray(); entries == nullptr) {
+        reason = "\"Filters\" is not an array";
+    } else {
+        for (std::size_t i = 0; i < entries->size() && reason.empty(); ++i) {
+            std::string entryReason;
+            auto plan = planEntry((*entries)[i], &entryReason);
+            if (plan) {
+                plans.push_back(std::move(*plan));
+            } else {
+                reason = fmt::format("filter {}: {}", i + 1, entryReason);
+            }
+        }
+    }
+    if (!reason.empty()) {
+        if (why != nullptr) {
+            *why = std::move(reason);
+        }
+        return std::nullopt;
+    }
+    return plans;
 }
 
 }  // namespace
@@ -159,32 +192,32 @@ std::unique_ptr<GLImageFilterPipeline> GLImageFilterPipeline::withConfigurationF
                                                    std::move(output));
 }
 
+bool GLImageFilterPipeline::validateConfiguration(const Value& configuration, std::string* why) {
+    return planConfiguration(configuration, why).has_value();
+}
+
 std::optional<std::vector<GLImageFilterPipeline::Filter>> GLImageFilterPipeline::parseConfiguration(
     const Value& configuration, std::string* why) {
-    std::string reason;
-    const Dictionary* root = configuration.asDictionary();
-    const Value* list = root != nullptr ? root->find("Filters") : nullptr;
-    std::vector<Filter> filters;
-    if (list == nullptr) {
-        reason = "the configuration has no \"Filters\" array";
-    } else if (const Array* entries = list->asArray(); entries == nullptr) {
-        reason = "\"Filters\" is not an array";
-    } else {
-        for (std::size_t i = 0; i < entries->size() && reason.empty(); ++i) {
-            std::string entryReason;
-            auto filter = filterOfEntry((*entries)[i], &entryReason);
-            if (filter) {
-                filters.push_back(std::move(*filter));
-            } else {
-                reason = fmt::format("filter {}: {}", i + 1, entryReason);
-            }
-        }
-    }
-    if (!reason.empty()) {
-        if (why != nullptr) {
-            *why = std::move(reason);
-        }
+    // Everything is checked before the first filter is made: a bad entry costs no GL work.
+    auto plans = planConfiguration(configuration, why);
+    if (!plans) {
         return std::nullopt;
+    }
+    std::vector<Filter> filters;
+    for (std::size_t i = 0; i < plans->size(); ++i) {
+        const PlannedFilter& plan = (*plans)[i];
+        Filter filter = plan.filterClass->create();
+        if (!filter || !inputOf(filter)) {
+            if (why != nullptr) {
+                *why = fmt::format("filter {}: {} could not be made (see the log)", i + 1,
+                                   plan.filterClass->name);
+            }
+            return std::nullopt;
+        }
+        for (const auto& [setter, arguments] : plan.settings) {
+            setter->apply(*filter, arguments);
+        }
+        filters.push_back(std::move(filter));
     }
     return filters;
 }

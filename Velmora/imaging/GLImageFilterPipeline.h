@@ -46,6 +46,8 @@ class GLImageFilterPipeline {
     // The filters of a configuration, made and set up, or nothing with what is wrong.
     [[nodiscard]] static std::optional<std::vector<Filter>> parseConfiguration(
         const Value& configuration, std::string* why);
+    // The same checks without making anything (no GL needed).
+    [[nodiscard]] static bool validateConfiguration(const Value& configuration, std::string* why);
     // A configuration file: a binary property list, or JSON text.
     [[nodiscard]] static std::optional<Value> readConfigurationFile(const std::string& path,
                                                                     std::string* why);
