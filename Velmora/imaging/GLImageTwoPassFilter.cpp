@@ -95,33 +95,20 @@ void GLImageTwoPassFilter::renderToTextureWithVertices(const GLfloat* vertices,
         unlockInputFramebuffers();
         return;
     }
-    GLImageFramebufferCache& cache = GLImageContext::sharedFramebufferCache();
-    // First pass: no capture lock, the capture reads the second pass.
-    GLImageContext::setActiveShaderProgram(filterProgram_);
-    std::shared_ptr<GLImageFramebuffer> firstPass =
-        cache.fetchFramebufferForSize(sizeOfFBO(), outputTextureOptions_, false);
-    firstPass->activateFramebuffer();
-    setUniformsForProgramAtIndex(0);
-    glClearColor(backgroundColorRed_, backgroundColorGreen_, backgroundColorBlue_,
-                 backgroundColorAlpha_);
-    glClear(GL_COLOR_BUFFER_BIT);
-    glActiveTexture(GL_TEXTURE2);
-    glBindTexture(GL_TEXTURE_2D, firstInputFramebuffer_ ? firstInputFramebuffer_->texture() : 0);
-    glUniform1i(filterInputTextureUniform_, 2);
-    glVertexAttribPointer(static_cast<GLuint>(filterPositionAttribute_), 2, GL_FLOAT, GL_FALSE, 0,
-                          vertices);
-    glVertexAttribPointer(static_cast<GLuint>(filterTextureCoordinateAttribute_), 2, GL_FLOAT,
-                          GL_FALSE, 0, textureCoordinates);
-    glDrawArrays(GL_TRIANGLE_STRIP, 0, 4);
-    unlockInputFramebuffers();
+    // First pass: the single-pass render, without the capture lock and signal, which
+    // belong to the second.
+    const bool capturing = usingNextFrameForImageCapture_;
+    usingNextFrameForImageCapture_ = false;
+    GLImageFilter::renderToTextureWithVertices(vertices, textureCoordinates);
+    usingNextFrameForImageCapture_ = capturing;
+    std::shared_ptr<GLImageFramebuffer> firstPass = std::move(outputFramebuffer_);
     firstInputFramebuffer_.reset();
 
     // Second pass, reading the first.
-    secondOutputFramebuffer_ =
-        cache.fetchFramebufferForSize(sizeOfFBO(), outputTextureOptions_, false);
+    secondOutputFramebuffer_ = GLImageContext::sharedFramebufferCache().fetchFramebufferForSize(
+        sizeOfFBO(), outputTextureOptions_, false);
     secondOutputFramebuffer_->activateFramebuffer();
     GLImageContext::setActiveShaderProgram(secondFilterProgram_);
-    const bool capturing = usingNextFrameForImageCapture_;
     if (capturing) {
         secondOutputFramebuffer_->lock();
     }

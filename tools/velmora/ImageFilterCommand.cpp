@@ -97,24 +97,24 @@ GLImageTypedValue settingValue(const std::string& where,
 }
 
 // "NAME[:SETTER=VALUE,...]"; array values are separated by ';'.
-Filter filterFromSpecification(const std::string& specification) {
-    const std::size_t colon = specification.find(':');
-    const std::string name = specification.substr(0, colon);
+Filter filterFromText(const std::string& filterText) {
+    const std::size_t colon = filterText.find(':');
+    const std::string name = filterText.substr(0, colon);
     const auto filterClass = findClass(name);
     if (!filterClass) {
         fail(fmt::format("--filter {}: no filter named \"{}\" (velmora image filters lists them)",
-                         specification, name));
+                         filterText, name));
     }
     if (filterClass->inputCount != 1) {
-        fail(fmt::format("--filter {}: {} takes two images; use velmora image blend", specification,
+        fail(fmt::format("--filter {}: {} takes two images; use velmora image blend", filterText,
                          filterClass->name));
     }
     Filter filter = filterClass->create();
-    if (colon == std::string::npos || colon + 1 == specification.size()) {
+    if (colon == std::string::npos || colon + 1 == filterText.size()) {
         return filter;
     }
     for (const std::string& setting :
-         splitOutsideParentheses(std::string_view(specification).substr(colon + 1), ',')) {
+         splitOutsideParentheses(std::string_view(filterText).substr(colon + 1), ',')) {
         const std::size_t equals = setting.find('=');
         std::string selector = setting.substr(0, equals);
         if (!selector.ends_with(':')) {
@@ -122,12 +122,12 @@ Filter filterFromSpecification(const std::string& specification) {
         }
         const auto* setter = filterClass->setter(selector);
         if (setter == nullptr || equals == std::string::npos) {
-            fail(fmt::format("--filter {}: {} {}", specification, filterClass->name,
+            fail(fmt::format("--filter {}: {} {}", filterText, filterClass->name,
                              setter == nullptr
                                  ? "has no setter \"" + selector + "\""
                                  : "needs " + selector.substr(0, selector.size() - 1) + "=VALUE"));
         }
-        const std::string where = fmt::format("--filter {}: {}", specification, selector);
+        const std::string where = fmt::format("--filter {}: {}", filterText, selector);
         GLImageFilterRegistry::Arguments arguments;
         const std::string values = setting.substr(equals + 1);
         if (setter->takesArray) {
@@ -177,8 +177,8 @@ std::vector<Filter> chainFor(const FilterOptions& options) {
         }
         chain = std::move(*filters);
     } else {
-        for (const std::string& specification : options.filters) {
-            chain.push_back(filterFromSpecification(specification));
+        for (const std::string& filterText : options.filters) {
+            chain.push_back(filterFromText(filterText));
         }
     }
     return chain;
@@ -195,8 +195,8 @@ std::string chainDescription(const FilterOptions& options, const std::vector<Fil
         return fmt::format("{} ({} filters)", options.pipeline, chain.size());
     }
     std::vector<std::string> names;
-    for (const std::string& specification : options.filters) {
-        names.push_back(findClass(specification.substr(0, specification.find(':')))->name);
+    for (const std::string& filterText : options.filters) {
+        names.push_back(findClass(filterText.substr(0, filterText.find(':')))->name);
     }
     return fmt::format("{}", fmt::join(names, ", "));
 }
