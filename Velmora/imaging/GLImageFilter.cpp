@@ -51,7 +51,7 @@ std::shared_ptr<GLImageFilter> GLImageFilter::sharedFilter() {
 
 std::shared_ptr<GLProgram> GLImageFilter::linkedProgram(
     const std::string& vertexShader, const std::string& fragmentShader,
-    const std::function<void()>& addAttributes) {
+    const std::function<void(const std::shared_ptr<GLProgram>&)>& addAttributes) {
     GLImageContext::useImageProcessingContext();
     GLImageContext& context = GLImageContext::sharedImageProcessingContext();
     std::shared_ptr<GLProgram> program =
@@ -59,7 +59,7 @@ std::shared_ptr<GLProgram> GLImageFilter::linkedProgram(
     if (program->initialized()) {
         return program;
     }
-    addAttributes();
+    addAttributes(program);
     if (!program->link()) {
         log::error("Program link log: {}", program->programLog().value_or("(null)"));
         log::error("Fragment shader compile log: {}",
@@ -72,12 +72,11 @@ std::shared_ptr<GLProgram> GLImageFilter::linkedProgram(
 
 void GLImageFilter::initializeProgram() {
     runSynchronouslyOnVideoProcessingQueue([this] {
-        filterProgram_ = linkedProgram(vertexShader_, fragmentShader_, [this] {
-            filterProgram_ =
-                GLImageContext::sharedImageProcessingContext().programForVertexShaderString(
-                    vertexShader_, fragmentShader_);
-            initializeAttributes();
-        });
+        filterProgram_ = linkedProgram(
+            vertexShader_, fragmentShader_, [this](const std::shared_ptr<GLProgram>& program) {
+                filterProgram_ = program;  // initializeAttributes adds to it
+                initializeAttributes();
+            });
         if (filterProgram_) {
             filterPositionAttribute_ = filterProgram_->attributeIndex("position");
             filterTextureCoordinateAttribute_ =

@@ -153,12 +153,12 @@ class GLImageFilter : public GLImageOutput, public GLImageInput {
     // Compiles, links and binds the program; runs the subclass's initializeAttributes.
     // Overrides call it first. Runs once, from create().
     virtual void initializeProgram();
-    // The cached program for the sources, linked (addAttributes runs first) unless it was
-    // already; nullptr after logging the three logs when linking fails. REQUIRES: the
+    // The cached program for the sources, linked (addAttributes gets it first) unless it
+    // was already; nullptr after logging the three logs when linking fails. REQUIRES: the
     // processing queue.
-    static std::shared_ptr<GLProgram> linkedProgram(const std::string& vertexShader,
-                                                    const std::string& fragmentShader,
-                                                    const std::function<void()>& addAttributes);
+    static std::shared_ptr<GLProgram> linkedProgram(
+        const std::string& vertexShader, const std::string& fragmentShader,
+        const std::function<void(const std::shared_ptr<GLProgram>&)>& addAttributes);
     // Inputs beyond the first: bound after it, before the draw, and unlocked with it (also
     // when rendering is prevented). REQUIRES: the processing queue.
     virtual void bindAdditionalInputs() {}

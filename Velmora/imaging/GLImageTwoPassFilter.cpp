@@ -30,13 +30,11 @@ void GLImageTwoPassFilter::initializeProgram() {
 }
 
 void GLImageTwoPassFilter::linkSecondProgram() {
-    secondFilterProgram_ =
-        linkedProgram(secondStageVertexShader_, secondStageFragmentShader_, [this] {
-            secondFilterProgram_ =
-                GLImageContext::sharedImageProcessingContext().programForVertexShaderString(
-                    secondStageVertexShader_, secondStageFragmentShader_);
-            initializeSecondaryAttributes();
-        });
+    secondFilterProgram_ = linkedProgram(secondStageVertexShader_, secondStageFragmentShader_,
+                                         [this](const std::shared_ptr<GLProgram>& program) {
+                                             secondFilterProgram_ = program;
+                                             initializeSecondaryAttributes();
+                                         });
     if (!secondFilterProgram_) {
         return;
     }
