@@ -8,10 +8,13 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
+#include <GLES2/gl2.h>
 #include <benchmark/benchmark.h>
 
+#include "Velmora/imaging/GLImageContext.h"
 #include "Velmora/imaging/GLImageFilterPipeline.h"
 #include "Velmora/imaging/GLImageFilterRegistry.h"
 #include "Velmora/imaging/GLImageGaussianBlurFilter.h"
@@ -46,9 +49,24 @@ bool captureOnce(GLImagePicture& picture, GLImageOutput& last, std::uint64_t& ch
     return true;
 }
 
-void finish(benchmark::State& state, std::uint64_t checksum) {
+// The GL renderer the pipeline runs on ("llvmpipe ..." without a GPU), as the label of
+// each GL case, so that a figure says which device made it.
+std::string rendererName() {
+    std::string name;
+    runSynchronouslyOnVideoProcessingQueue([&name] {
+        GLImageContext::useImageProcessingContext();
+        const auto* text = reinterpret_cast<const char*>(glGetString(GL_RENDERER));
+        name = text != nullptr ? text : "unknown renderer";
+    });
+    return name;
+}
+
+void finish(benchmark::State& state, std::uint64_t checksum, bool onGl = true) {
     benchmark::DoNotOptimize(checksum);
     state.SetItemsProcessed(state.iterations() * kPixels);
+    if (onGl) {
+        state.SetLabel(rendererName());
+    }
     state.counters["fps"] =
         benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
 }
@@ -139,7 +157,7 @@ void BM_Blur_OpenCV(benchmark::State& state) {
     }
     cv::setNumThreads(previous);
     state.counters["threads"] = threads == 0 ? cv::getNumberOfCPUs() : threads;
-    finish(state, checksum);
+    finish(state, checksum, false);
 }
 BENCHMARK(BM_Blur_OpenCV)
     ->ArgsProduct({{2, 8}, {1, 0}})
@@ -167,7 +185,7 @@ void BM_ToneCurve_OpenCVLut(benchmark::State& state) {
         checksum += mapped.ptr<std::uint8_t>(kHeight / 2)[4 * (kWidth / 2)];
     }
     cv::setNumThreads(previous);
-    finish(state, checksum);
+    finish(state, checksum, false);
 }
 BENCHMARK(BM_ToneCurve_OpenCVLut)
     ->Arg(1)
