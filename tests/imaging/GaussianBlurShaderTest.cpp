@@ -159,5 +159,30 @@ TEST(GaussianBlurFilter, RegeneratesOnlyWhenTheRoundedSigmaChanges) {
     EXPECT_TRUE(cached->initialized());
 }
 
+TEST(GaussianBlurFilter, FurtherPassesReadThePreviousAndFractionsChangeNothing) {
+    VELMORA_REQUIRE_EGL();
+    const Image line = testing::makeImage(21, 3, [](int x, int) {
+        const std::uint8_t v = x == 10 ? 255 : 0;
+        return Rgba8{v, v, v, 255};
+    });
+    auto blur = GLImageFilter::create<GLImageGaussianBlurFilter>();
+    blur->setBlurRadiusInPixels(1);
+    const auto once = blur->newCGImageByFilteringCGImage(line);
+    blur->setBlurPasses(2);
+    const auto twice = blur->newCGImageByFilteringCGImage(line);
+    ASSERT_TRUE(once);
+    ASSERT_TRUE(twice);
+    // Two passes of sigma 1 spread as one of sigma sqrt(2): lower peak, wider tails.
+    EXPECT_LT(twice->pixelAt(10, 1).r, once->pixelAt(10, 1).r);
+    EXPECT_GT(twice->pixelAt(13, 1).r, once->pixelAt(13, 1).r);
+    blur->setBlurRadiusAsFractionOfImageWidth(0.5);
+    blur->setBlurRadiusAsFractionOfImageHeight(0.5);
+    const auto fractions = blur->newCGImageByFilteringCGImage(line);
+    ASSERT_TRUE(fractions);
+    for (int x = 0; x < 21; ++x) {
+        EXPECT_EQ(fractions->pixelAt(x, 1), twice->pixelAt(x, 1)) << x;
+    }
+}
+
 }  // namespace
 }  // namespace velmora
