@@ -98,43 +98,41 @@ class GLImageFilterRegistry {
                         });
     }
 
-    // A setter taking an array of floats.
+    // A setter taking an array of floats (or of points).
     template <class T>
     static Setter floatArraySetter(std::string selector, std::string help,
                                    std::function<void(T&, std::vector<float>)> set) {
-        Setter setter =
-            typed<T>(std::move(selector), std::move(help), GLImageTypedValue::Type::Float,
-                     [set = std::move(set)](T& filter, const Arguments& arguments) {
-                         std::vector<float> numbers;
-                         numbers.reserve(arguments.size());
-                         for (const GLImageTypedValue& value : arguments) {
-                             numbers.push_back(value.number);
-                         }
-                         set(filter, std::move(numbers));
-                     });
-        setter.takesArray = true;
-        return setter;
+        return arraySetter<T, float>(std::move(selector), std::move(help),
+                                     GLImageTypedValue::Type::Float, &GLImageTypedValue::number,
+                                     std::move(set));
     }
-
-    // A setter taking an array of points.
     template <class T>
     static Setter pointArraySetter(std::string selector, std::string help,
                                    std::function<void(T&, std::vector<GLPoint>)> set) {
+        return arraySetter<T, GLPoint>(std::move(selector), std::move(help),
+                                       GLImageTypedValue::Type::Point, &GLImageTypedValue::point,
+                                       std::move(set));
+    }
+
+  private:
+    template <class T, class Element>
+    static Setter arraySetter(std::string selector, std::string help, GLImageTypedValue::Type type,
+                              Element GLImageTypedValue::*member,
+                              std::function<void(T&, std::vector<Element>)> set) {
         Setter setter =
-            typed<T>(std::move(selector), std::move(help), GLImageTypedValue::Type::Point,
-                     [set = std::move(set)](T& filter, const Arguments& arguments) {
-                         std::vector<GLPoint> points;
-                         points.reserve(arguments.size());
+            typed<T>(std::move(selector), std::move(help), type,
+                     [member, set = std::move(set)](T& filter, const Arguments& arguments) {
+                         std::vector<Element> elements;
+                         elements.reserve(arguments.size());
                          for (const GLImageTypedValue& value : arguments) {
-                             points.push_back(value.point);
+                             elements.push_back(value.*member);
                          }
-                         set(filter, std::move(points));
+                         set(filter, std::move(elements));
                      });
         setter.takesArray = true;
         return setter;
     }
 
-  private:
     template <class T>
     static Setter typed(std::string selector, std::string help, GLImageTypedValue::Type type,
                         std::function<void(T&, const Arguments&)> set) {
