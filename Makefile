@@ -33,10 +33,11 @@ tool: bootstrap
 demo: tool
 	@scripts/demo $(VELMORA)
 
+# Every benchmark, then one table of Velmora against its peers; BENCH=json runs one program.
 bench:
 	@scripts/bootstrap bench
 	@$(MAKE) --no-print-directory build PRESET=release
-	@scripts/bench build/release
+	@scripts/bench build/release "$(BENCH)"
 
 # The same suites under AddressSanitizer+UBSan and ThreadSanitizer.
 sanitize:

@@ -46,7 +46,7 @@ void BM_Dictionary_SetThenGet(benchmark::State& state) {
     }
     state.SetItemsProcessed(state.iterations() * state.range(0));
 }
-BENCHMARK(BM_Dictionary_SetThenGet)->Arg(4)->Arg(16)->Arg(256)->Arg(4096);
+BENCHMARK(BM_Dictionary_SetThenGet)->Arg(1)->Arg(4)->Arg(8)->Arg(16)->Arg(256)->Arg(4096);
 
 void BM_UnorderedMap_SetThenGet(benchmark::State& state) {
     const auto keys = makeKeys(static_cast<std::size_t>(state.range(0)));
@@ -63,7 +63,7 @@ void BM_UnorderedMap_SetThenGet(benchmark::State& state) {
     }
     state.SetItemsProcessed(state.iterations() * state.range(0));
 }
-BENCHMARK(BM_UnorderedMap_SetThenGet)->Arg(4)->Arg(16)->Arg(256)->Arg(4096);
+BENCHMARK(BM_UnorderedMap_SetThenGet)->Arg(1)->Arg(4)->Arg(8)->Arg(16)->Arg(256)->Arg(4096);
 
 constexpr int kBlocks = 10000;
 

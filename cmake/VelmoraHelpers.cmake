@@ -47,8 +47,11 @@ function(velmora_add_module name)
         set_target_properties(${target} PROPERTIES
             VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} INSTALL_RPATH "$ORIGIN")
         if(BUILD_SHARED_LIBS)
+            # -Bsymbolic-functions: a library's calls to its own functions bind inside it
+            # at link time instead of going through the PLT (nobody interposes them).
             target_link_options(${target} PRIVATE
-                "-Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/velmora.map")
+                "-Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/velmora.map"
+                -Wl,-Bsymbolic-functions)
             if(NOT VELMORA_SANITIZE)
                 # Every library names what it uses. (Clang links a sanitizer's runtime into
                 # executables only, so sanitized libraries keep its symbols undefined.)

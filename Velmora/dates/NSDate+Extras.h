@@ -21,6 +21,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "Velmora/dates/NSDateAdditions.h"
 #include "Velmora/platform/foundation/Date.h"
@@ -185,5 +186,37 @@ namespace velmora {
 // are those of `yesterday`, else "MMMM d".
 [[nodiscard]] std::string formatDay(Date date, const DateComponents& today,
                                     const DateComponents& yesterday);
+
+// --- Quick-entry parsing ------------------------------------------------------------------
+// English quick-entry texts ("tom", "3d 5pm", "fri 17:30", "next week", "15th", "dec 24",
+// "24/12/2025 9am") as dates in the system zone; numeric orders follow the region (month
+// first where the locale identifier holds "_US"). Never throws; nothing when no form reads
+// the text. Costly objects (expressions, formatters and their patterns) are kept per
+// thread, keyed by locale, zone and the 24-hour setting, so a change of either is
+// honoured at the next call.
+
+// Which step of the parser answered.
+enum class DateParseStep { None, Compact, Keyword, Detector, Style, Ordinal, Pattern };
+
+struct DateParseResult {
+    std::optional<Date> date;
+    DateParseStep step = DateParseStep::None;
+    std::string pattern;  // the formatter pattern (or style) that read it, if any
+};
+
+// The compact relative forms: "tod", "tom", "3d", "2w", "1m", "1y", "16th" with an
+// optional time ("3d 5pm", "3d 17", "3d 0930pm"), and weekdays with an optional time
+// ("fri", "mon 9", "sat 5:30pm").
+[[nodiscard]] std::optional<Date> tryParsingXDayXXXXFormat(std::string_view text);
+// The whole parser: compact forms, keywords, the date detector, the locale's styles,
+// ordinal days, then the fixed patterns; a year out of 2001 ... now + 25 years becomes
+// this year. calendar: nullptr for this thread's calendar.
+[[nodiscard]] std::optional<Date> tryParsingDateForString(std::string_view text,
+                                                          const Calendar* calendar = nullptr);
+// The same, telling which step and pattern answered.
+[[nodiscard]] DateParseResult explainParsingDateForString(std::string_view text,
+                                                          const Calendar* calendar = nullptr);
+// "compact", "keyword", "detector", "style", "ordinal", "pattern"; "" for None.
+[[nodiscard]] const char* dateParseStepName(DateParseStep step);
 
 }  // namespace velmora

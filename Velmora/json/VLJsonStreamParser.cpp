@@ -1,40 +1,28 @@
 #include "Velmora/json/VLJsonStreamParser.h"
 
-#include <charconv>
-
 #include <fmt/format.h>
 
-#include "Velmora/platform/foundation/Value.h"
+#include "Velmora/json/VLJsonNumber.h"
 #include "Velmora/platform/logging/Log.h"
 
 namespace velmora {
 
-namespace {
-
-// Integers this short fit in 64 bits with room to spare; longer ones become decimals.
-constexpr std::size_t kMaxShortInteger = 11;
-// Reals this short are read as doubles; longer ones become decimals, keeping every digit.
-constexpr std::size_t kMaxShortReal = 6;
-
-// The value of a short integer token, as strtol would give it: the tokeniser has already
-// refused leading zeros, so base 0 never sees an octal or hex prefix.
-std::int64_t shortInteger(std::string_view text) {
-    const bool negative = text.front() == '-';
-    std::int64_t value = 0;
-    for (std::size_t i = negative ? 1 : 0; i < text.size(); ++i) {
-        value = value * 10 + (text[i] - '0');
+inline void VLJsonStreamParser::transition(const VLJsonStreamParserState& state,
+                                           VLJsonToken token) {
+    if (const VLJsonStreamParserState* next = state.nextState(token)) {
+        states_[depth_] = next;
+    } else {
+        state.parserShouldTransitionTo(*this, token);
     }
-    return negative ? -value : value;
 }
 
-// As strtod would read it in the C locale; from_chars ignores the process locale.
-double shortReal(std::string_view text) {
-    double value = 0;
-    std::from_chars(text.data(), text.data() + text.size(), value);
-    return value;
+// Inside a container a value is followed by ',' or a close; the ',' is taken here, so
+// that the common case costs a predictable comparison instead of the token dispatch.
+inline void VLJsonStreamParser::takeValueSeparator() {
+    if (depth_ > 0 && tokeniser_.nextIsSeparator(',')) {
+        transition(*states_[depth_], VLJsonToken::ValueSeparator);
+    }
 }
-
-}  // namespace
 
 VLJsonStreamParser::VLJsonStreamParser() {
     const auto& start = VLJsonStreamParserStateStart::sharedInstance();
@@ -100,24 +88,24 @@ VLJsonParserStatus VLJsonStreamParser::parse(std::string_view bytes) {
                 case VLJsonToken::ArrayStart:
                     if (depth_ >= maxDepth_) {
                         fail(Fault::MaxDepth);
-                        break;
+                        return VLJsonParserStatus::Error;
                     }
                     if (token == VLJsonToken::ObjectStart) {
                         if (delegate_ != nullptr) {
                             delegate_->parserFoundObjectStart(*this);
                         }
-                        states_[++depth_] = &VLJsonStreamParserStateObjectStart::sharedInstance();
+                        states_[++depth_] = objectStart_;
                     } else {
                         if (delegate_ != nullptr) {
                             delegate_->parserFoundArrayStart(*this);
                         }
-                        states_[++depth_] = &VLJsonStreamParserStateArrayStart::sharedInstance();
+                        states_[++depth_] = arrayStart_;
                     }
                     break;
                 case VLJsonToken::ObjectEnd:
                 case VLJsonToken::ArrayEnd:
                     --depth_;
-                    states_[depth_]->parserShouldTransitionTo(*this, token);
+                    transition(*states_[depth_], token);
                     if (delegate_ != nullptr) {
                         if (token == VLJsonToken::ObjectEnd) {
                             delegate_->parserFoundObjectEnd(*this);
@@ -125,58 +113,73 @@ VLJsonParserStatus VLJsonStreamParser::parse(std::string_view bytes) {
                             delegate_->parserFoundArrayEnd(*this);
                         }
                     }
+                    // Only a close can end the document, so only here is stopping checked.
+                    if (states_[depth_]->parserShouldStop(*this)) {
+                        return states_[depth_]->parserShouldReturn(*this);
+                    }
+                    takeValueSeparator();
                     break;
                 case VLJsonToken::KeyValueSeparator:
                 case VLJsonToken::ValueSeparator:
-                    state.parserShouldTransitionTo(*this, token);
+                    transition(state, token);
                     break;
                 case VLJsonToken::String:
                 case VLJsonToken::EncodedString:
-                    reportString(token, state);
+                    if (!reportString(token, state)) {
+                        return VLJsonParserStatus::Error;
+                    }
+                    // A key is followed by ':' in every valid document: take it here.
+                    if (state.needKey()) {
+                        if (tokeniser_.nextIsSeparator(':')) {
+                            transition(*states_[depth_], VLJsonToken::KeyValueSeparator);
+                        }
+                    } else {
+                        takeValueSeparator();
+                    }
                     break;
                 case VLJsonToken::Integer:
                 case VLJsonToken::Real:
                     reportNumber(token);
-                    state.parserShouldTransitionTo(*this, token);
+                    transition(state, token);
+                    takeValueSeparator();
                     break;
                 case VLJsonToken::True:
                 case VLJsonToken::False:
                     if (delegate_ != nullptr) {
                         delegate_->parserFoundBoolean(*this, token == VLJsonToken::True);
                     }
-                    state.parserShouldTransitionTo(*this, token);
+                    transition(state, token);
+                    takeValueSeparator();
                     break;
                 case VLJsonToken::Null:
                     if (delegate_ != nullptr) {
                         delegate_->parserFoundNull(*this);
                     }
-                    state.parserShouldTransitionTo(*this, token);
+                    transition(state, token);
+                    takeValueSeparator();
                     break;
                 default:
                     break;
-            }
-            if (states_[depth_]->parserShouldStop(*this)) {
-                break;
             }
         }
     }
     return states_[depth_]->parserShouldReturn(*this);
 }
 
-void VLJsonStreamParser::reportString(VLJsonToken token, const VLJsonStreamParserState& state) {
+bool VLJsonStreamParser::reportString(VLJsonToken token, const VLJsonStreamParserState& state) {
     std::string_view text;
     if (token == VLJsonToken::String) {
         if (!tokeniser_.isStringTokenValidUtf8()) {
             tokeniser_.decodeStringToken(decoded_);  // sets the tokeniser's error
             fail(Fault::Tokeniser);
-            return;
+            return false;
         }
         const std::string_view quoted = tokeniser_.tokenView();
         text = quoted.substr(1, quoted.size() - 2);
     } else {
         if (!tokeniser_.decodeStringToken(decoded_)) {
             fail(Fault::Tokeniser);
-            return;
+            return false;
         }
         text = decoded_;
     }
@@ -187,20 +190,14 @@ void VLJsonStreamParser::reportString(VLJsonToken token, const VLJsonStreamParse
             delegate_->parserFoundString(*this, text);
         }
     }
-    state.parserShouldTransitionTo(*this, token);
+    transition(state, token);
+    return true;
 }
 
 void VLJsonStreamParser::reportNumber(VLJsonToken token) {
-    if (delegate_ == nullptr) {
-        return;
-    }
-    const std::string_view text = tokeniser_.tokenView();
-    if (token == VLJsonToken::Integer && text.size() <= kMaxShortInteger) {
-        delegate_->parserFoundNumber(*this, Value(shortInteger(text)));
-    } else if (token == VLJsonToken::Real && text.size() <= kMaxShortReal) {
-        delegate_->parserFoundNumber(*this, Value(shortReal(text)));
-    } else {
-        delegate_->parserFoundNumber(*this, Value::decimal(text));
+    if (delegate_ != nullptr) {
+        delegate_->parserFoundNumber(
+            *this, VLJsonNumber(tokeniser_.tokenView(), token == VLJsonToken::Real));
     }
 }
 

@@ -4,10 +4,10 @@
 // value, ...) to its delegate as soon as the event's last byte has arrived, and never
 // needs the whole document. A top-level document must be an array or an object.
 //
-// Numbers: an integer of at most 11 characters becomes an Int, a real (fraction or
-// exponent) of at most 6 characters a Double, and every longer number an exact Decimal
-// built from its text. A number is only known to be complete when the byte after it
-// arrives.
+// Numbers reach the delegate as VLJsonNumber views of their text; their value is an Int
+// for an integer of at most 11 characters, a Double for a real (fraction or exponent) of
+// at most 6 characters, and an exact Decimal built from the text for every longer
+// number. A number is only known to be complete when the byte after it arrives.
 //
 // Thread safety: one parser serves one stream on one thread at a time.
 //
@@ -59,6 +59,12 @@ class VLJsonStreamParser {
     // Whether input that belongs to no complete token yet (other than whitespace) is
     // waiting for more data: at the end of a stream it means the text was cut short.
     bool hasPendingInput() const { return tokeniser_.hasPendingInput(); }
+    // Offset, counted from the first byte ever passed to parse, of the first byte of the
+    // token read last: after an Error, where the fault lies; after Complete, the closing
+    // bracket of the document.
+    std::uint64_t offset() const { return tokeniser_.streamOffset(); }
+    // The tokeniser, for callers that watch how much it scanned or holds.
+    const VLJsonTokeniser& tokeniser() const { return tokeniser_; }
 
   private:
     friend class VLJsonStreamParserState;
@@ -67,7 +73,10 @@ class VLJsonStreamParser {
     // Every error text of the parser is made here; puts the Error state at the current
     // level.
     void fail(Fault fault, VLJsonToken token = VLJsonToken::Error);
-    void reportString(VLJsonToken token, const VLJsonStreamParserState& state);
+    void transition(const VLJsonStreamParserState& state, VLJsonToken token);
+    void takeValueSeparator();
+    // False (with the error set) when the string is not valid.
+    bool reportString(VLJsonToken token, const VLJsonStreamParserState& state);
     void reportNumber(VLJsonToken token);
 
     bool multi_ = false;
@@ -78,6 +87,11 @@ class VLJsonStreamParser {
     std::uint64_t maxDepth_ = kDefaultMaxDepth;
     std::string error_;
     std::string decoded_;  // reused for strings with escapes
+    // The states every container opens with, looked up once.
+    const VLJsonStreamParserState* objectStart_ =
+        &VLJsonStreamParserStateObjectStart::sharedInstance();
+    const VLJsonStreamParserState* arrayStart_ =
+        &VLJsonStreamParserStateArrayStart::sharedInstance();
 };
 
 }  // namespace velmora

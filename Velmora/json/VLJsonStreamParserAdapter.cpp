@@ -6,7 +6,9 @@ namespace velmora {
 
 namespace {
 constexpr std::size_t kInitialStackCapacity = 32;
-}
+constexpr std::size_t kMaxSharedKeyLength = 64;
+constexpr std::size_t kMaxSharedKeys = 4096;
+}  // namespace
 
 VLJsonStreamParserAdapter::VLJsonStreamParserAdapter() {
     keyStack_.reserve(kInitialStackCapacity);
@@ -83,8 +85,23 @@ void VLJsonStreamParserAdapter::parserFoundObjectStart(VLJsonStreamParser&) {
     open(depth_ + 1 > skip_ ? Value::makeDictionary() : Value());
 }
 
+Value VLJsonStreamParserAdapter::key(std::string_view text) {
+    if (text.size() > kMaxSharedKeyLength) {
+        return Value(text);
+    }
+    if (const auto found = keys_.find(text); found != keys_.end()) {
+        return found->second;
+    }
+    if (keys_.size() >= kMaxSharedKeys) {
+        keys_.clear();
+    }
+    Value value(text);
+    keys_.emplace(*value.asString(), value);
+    return value;
+}
+
 void VLJsonStreamParserAdapter::parserFoundObjectKey(VLJsonStreamParser&, std::string_view key) {
-    keyStack_.emplace_back(key);
+    keyStack_.push_back(this->key(key));
 }
 
 void VLJsonStreamParserAdapter::parserFoundObjectEnd(VLJsonStreamParser& parser) {
@@ -107,8 +124,9 @@ void VLJsonStreamParserAdapter::parserFoundNull(VLJsonStreamParser& parser) {
     found(parser, Value::null());
 }
 
-void VLJsonStreamParserAdapter::parserFoundNumber(VLJsonStreamParser& parser, const Value& number) {
-    found(parser, number);
+void VLJsonStreamParserAdapter::parserFoundNumber(VLJsonStreamParser& parser,
+                                                  const VLJsonNumber& number) {
+    found(parser, number.value());
 }
 
 void VLJsonStreamParserAdapter::parserFoundString(VLJsonStreamParser& parser,

@@ -6,7 +6,8 @@
 // skip leaves the outer levels unbuilt: with skip 1, the elements of a top-level array
 // (or the values of a top-level object) are delivered one by one as they close, so a
 // huge array of records can be processed with one record in memory at a time.
-// A key that appears twice in one object keeps its last value.
+// A key that appears twice in one object keeps its last value. Keys that recur (the
+// same field in every record) share one immutable string Value.
 //
 // Thread safety: belongs, like its parser, to one thread at a time.
 //
@@ -16,8 +17,10 @@
 
 #include <cstdint>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
+#include "Velmora/json/VLJsonNumber.h"
 #include "Velmora/json/VLJsonStreamParserAdapterDelegate.h"
 #include "Velmora/json/VLJsonStreamParserDelegate.h"
 #include "Velmora/platform/foundation/Value.h"
@@ -42,7 +45,7 @@ class VLJsonStreamParserAdapter : public VLJsonStreamParserDelegate {
     void parserFoundArrayEnd(VLJsonStreamParser& parser) override;
     void parserFoundBoolean(VLJsonStreamParser& parser, bool value) override;
     void parserFoundNull(VLJsonStreamParser& parser) override;
-    void parserFoundNumber(VLJsonStreamParser& parser, const Value& number) override;
+    void parserFoundNumber(VLJsonStreamParser& parser, const VLJsonNumber& number) override;
     void parserFoundString(VLJsonStreamParser& parser, std::string_view string) override;
 
   private:
@@ -52,6 +55,8 @@ class VLJsonStreamParserAdapter : public VLJsonStreamParserDelegate {
     void close(VLJsonStreamParser& parser);
     void pop();
     void found(VLJsonStreamParser& parser, Value value);
+    // The key as a string Value, shared with earlier occurrences of the same text.
+    Value key(std::string_view text);
 
     VLJsonStreamParserAdapterDelegate* delegate_ = nullptr;
     std::uint64_t skip_ = 0;
@@ -59,6 +64,9 @@ class VLJsonStreamParserAdapter : public VLJsonStreamParserDelegate {
     Array* array_ = nullptr;      // the innermost open container when it is an array
     Dictionary* dict_ = nullptr;  // ... when it is a dictionary
     std::vector<Value> keyStack_;
+    // Short keys seen so far, viewed through the strings of their Values; emptied when
+    // it grows past its bound, so documents with endless distinct keys stay cheap.
+    std::unordered_map<std::string_view, Value> keys_;
     std::vector<Value> stack_;
     Type currentType_ = Type::None;
 };

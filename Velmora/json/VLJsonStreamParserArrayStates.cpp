@@ -18,12 +18,6 @@ VLJsonStreamParserStateArrayStart::VLJsonStreamParserStateArrayStart()
           .name = "at array start",
       }) {}
 
-// A value, or a nested container that has just closed.
-void VLJsonStreamParserStateArrayStart::parserShouldTransitionTo(VLJsonStreamParser& parser,
-                                                                 VLJsonToken) const {
-    setState(parser, VLJsonStreamParserStateArrayGotValue::sharedInstance());
-}
-
 VLJsonStreamParserStateArrayGotValue::VLJsonStreamParserStateArrayGotValue()
     : VLJsonStreamParserState(Traits{
           .acceptedTokens =
@@ -31,23 +25,11 @@ VLJsonStreamParserStateArrayGotValue::VLJsonStreamParserStateArrayGotValue()
           .name = "after array value",
       }) {}
 
-void VLJsonStreamParserStateArrayGotValue::parserShouldTransitionTo(VLJsonStreamParser& parser,
-                                                                    VLJsonToken token) const {
-    if (token == VLJsonToken::ValueSeparator) {
-        setState(parser, VLJsonStreamParserStateArrayNeedValue::sharedInstance());
-    }
-}
-
 VLJsonStreamParserStateArrayNeedValue::VLJsonStreamParserStateArrayNeedValue()
     : VLJsonStreamParserState(Traits{
           .acceptedTokens =
               kAllTokens & ~kSeparatorsAndObjectEnd & ~vlJsonTokenBit(VLJsonToken::ArrayEnd),
           .name = "as array value",
       }) {}
-
-void VLJsonStreamParserStateArrayNeedValue::parserShouldTransitionTo(VLJsonStreamParser& parser,
-                                                                     VLJsonToken) const {
-    setState(parser, VLJsonStreamParserStateArrayGotValue::sharedInstance());
-}
 
 }  // namespace velmora

@@ -5,8 +5,9 @@
 // building a tree.
 //
 // Strings and keys are views into the parser's buffers, valid only during the call: copy
-// what you keep. Numbers are Values of kind Int (integers of up to 11 characters),
-// Double (reals of up to 6 characters) or Decimal (anything longer, exact).
+// what you keep. Numbers come as views of their text too; their value() is a Value of
+// kind Int (integers of up to 11 characters), Double (reals of up to 6 characters) or
+// Decimal (anything longer, exact), made only when asked for.
 //
 // Thread safety: called on the thread that calls parse.
 //
@@ -18,7 +19,7 @@
 
 namespace velmora {
 
-class Value;
+class VLJsonNumber;
 class VLJsonStreamParser;
 
 class VLJsonStreamParserDelegate {
@@ -32,7 +33,7 @@ class VLJsonStreamParserDelegate {
     virtual void parserFoundArrayEnd(VLJsonStreamParser& parser) = 0;
     virtual void parserFoundBoolean(VLJsonStreamParser& parser, bool value) = 0;
     virtual void parserFoundNull(VLJsonStreamParser& parser) = 0;
-    virtual void parserFoundNumber(VLJsonStreamParser& parser, const Value& number) = 0;
+    virtual void parserFoundNumber(VLJsonStreamParser& parser, const VLJsonNumber& number) = 0;
     virtual void parserFoundString(VLJsonStreamParser& parser, std::string_view string) = 0;
 
   protected:

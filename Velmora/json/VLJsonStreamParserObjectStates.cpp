@@ -13,10 +13,6 @@ constexpr std::uint32_t kValues =
     vlJsonTokenBit(VLJsonToken::True) | vlJsonTokenBit(VLJsonToken::False) |
     vlJsonTokenBit(VLJsonToken::Null);
 
-bool isString(VLJsonToken token) {
-    return token == VLJsonToken::String || token == VLJsonToken::EncodedString;
-}
-
 }  // namespace
 
 VLJsonStreamParserStateObjectStart::VLJsonStreamParserStateObjectStart()
@@ -26,37 +22,17 @@ VLJsonStreamParserStateObjectStart::VLJsonStreamParserStateObjectStart()
           .name = "at beginning of object",
       }) {}
 
-void VLJsonStreamParserStateObjectStart::parserShouldTransitionTo(VLJsonStreamParser& parser,
-                                                                  VLJsonToken token) const {
-    if (isString(token)) {
-        setState(parser, VLJsonStreamParserStateObjectGotKey::sharedInstance());
-    }
-}
-
 VLJsonStreamParserStateObjectGotKey::VLJsonStreamParserStateObjectGotKey()
     : VLJsonStreamParserState(Traits{
           .acceptedTokens = vlJsonTokenBit(VLJsonToken::KeyValueSeparator),
           .name = "after object key",
       }) {}
 
-void VLJsonStreamParserStateObjectGotKey::parserShouldTransitionTo(VLJsonStreamParser& parser,
-                                                                   VLJsonToken token) const {
-    if (token == VLJsonToken::KeyValueSeparator) {
-        setState(parser, VLJsonStreamParserStateObjectSeparator::sharedInstance());
-    }
-}
-
 VLJsonStreamParserStateObjectSeparator::VLJsonStreamParserStateObjectSeparator()
     : VLJsonStreamParserState(Traits{
           .acceptedTokens = kValues,
           .name = "as object value",
       }) {}
-
-// A value, or a nested container that has just closed.
-void VLJsonStreamParserStateObjectSeparator::parserShouldTransitionTo(VLJsonStreamParser& parser,
-                                                                      VLJsonToken) const {
-    setState(parser, VLJsonStreamParserStateObjectGotValue::sharedInstance());
-}
 
 VLJsonStreamParserStateObjectGotValue::VLJsonStreamParserStateObjectGotValue()
     : VLJsonStreamParserState(Traits{
@@ -65,25 +41,11 @@ VLJsonStreamParserStateObjectGotValue::VLJsonStreamParserStateObjectGotValue()
           .name = "after object value",
       }) {}
 
-void VLJsonStreamParserStateObjectGotValue::parserShouldTransitionTo(VLJsonStreamParser& parser,
-                                                                     VLJsonToken token) const {
-    if (token == VLJsonToken::ValueSeparator) {
-        setState(parser, VLJsonStreamParserStateObjectNeedKey::sharedInstance());
-    }
-}
-
 VLJsonStreamParserStateObjectNeedKey::VLJsonStreamParserStateObjectNeedKey()
     : VLJsonStreamParserState(Traits{
           .acceptedTokens = kStrings,
           .needKey = true,
           .name = "in place of object key",
       }) {}
-
-void VLJsonStreamParserStateObjectNeedKey::parserShouldTransitionTo(VLJsonStreamParser& parser,
-                                                                    VLJsonToken token) const {
-    if (isString(token)) {
-        setState(parser, VLJsonStreamParserStateObjectGotKey::sharedInstance());
-    }
-}
 
 }  // namespace velmora

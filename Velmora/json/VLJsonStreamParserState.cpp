@@ -1,5 +1,7 @@
 #include "Velmora/json/VLJsonStreamParserState.h"
 
+#include <initializer_list>
+
 #include "Velmora/json/VLJsonStreamParser.h"
 #include "Velmora/platform/foundation/NoDestructor.h"
 
@@ -21,6 +23,30 @@ struct VLJsonStreamParserStates {
     VLJsonStreamParserStateArrayGotValue arrayGotValue;
     VLJsonStreamParserStateArrayNeedValue arrayNeedValue;
 
+    VLJsonStreamParserStates() {
+        for (VLJsonStreamParserState* state : std::initializer_list<VLJsonStreamParserState*>{
+                 &base, &start, &complete, &error, &objectStart, &objectGotKey, &objectSeparator,
+                 &objectGotValue, &objectNeedKey, &arrayStart, &arrayGotValue, &arrayNeedValue}) {
+            state->setNextForAll(state);
+        }
+        start.setNextForAll(&error);
+        start.setNext(VLJsonToken::Eof, &start);
+        // Closing the outermost container depends on the parser's multi.
+        start.setNext(VLJsonToken::ObjectEnd, nullptr);
+        start.setNext(VLJsonToken::ArrayEnd, nullptr);
+        for (const VLJsonToken string : {VLJsonToken::String, VLJsonToken::EncodedString}) {
+            objectStart.setNext(string, &objectGotKey);
+            objectNeedKey.setNext(string, &objectGotKey);
+        }
+        objectGotKey.setNext(VLJsonToken::KeyValueSeparator, &objectSeparator);
+        // A value, or a nested container that has just closed.
+        objectSeparator.setNextForAll(&objectGotValue);
+        objectGotValue.setNext(VLJsonToken::ValueSeparator, &objectNeedKey);
+        arrayStart.setNextForAll(&arrayGotValue);
+        arrayGotValue.setNext(VLJsonToken::ValueSeparator, &arrayNeedValue);
+        arrayNeedValue.setNextForAll(&arrayGotValue);
+    }
+
     static VLJsonStreamParserStates& get() {
         static NoDestructor<VLJsonStreamParserStates> states;
         return *states;
@@ -36,7 +62,18 @@ VLJsonStreamParserState::VLJsonStreamParserState(const Traits& traits)
       needKey_(traits.needKey),
       name_(traits.name) {}
 
-void VLJsonStreamParserState::parserShouldTransitionTo(VLJsonStreamParser&, VLJsonToken) const {}
+void VLJsonStreamParserState::setNextForAll(const VLJsonStreamParserState* next) {
+    for (auto& entry : next_) {
+        entry = next;
+    }
+}
+
+void VLJsonStreamParserState::parserShouldTransitionTo(VLJsonStreamParser& parser,
+                                                       VLJsonToken token) const {
+    if (const VLJsonStreamParserState* next = nextState(token)) {
+        setState(parser, *next);
+    }
+}
 
 void VLJsonStreamParserState::setState(VLJsonStreamParser& parser,
                                        const VLJsonStreamParserState& state) {
@@ -73,20 +110,14 @@ VLJsonStreamParserStateStart::VLJsonStreamParserStateStart()
 
 void VLJsonStreamParserStateStart::parserShouldTransitionTo(VLJsonStreamParser& parser,
                                                             VLJsonToken token) const {
-    switch (token) {
-        case VLJsonToken::ObjectEnd:
-        case VLJsonToken::ArrayEnd:
-            // The outermost container has closed.
-            if (!parser.multi()) {
-                setState(parser, VLJsonStreamParserStateComplete::sharedInstance());
-            }
-            break;
-        case VLJsonToken::Eof:
-            break;
-        default:
-            setState(parser, VLJsonStreamParserStateError::sharedInstance());
-            break;
+    if (token == VLJsonToken::ObjectEnd || token == VLJsonToken::ArrayEnd) {
+        // The outermost container has closed.
+        if (!parser.multi()) {
+            setState(parser, VLJsonStreamParserStateComplete::sharedInstance());
+        }
+        return;
     }
+    VLJsonStreamParserState::parserShouldTransitionTo(parser, token);
 }
 
 VLJsonStreamParserStateComplete::VLJsonStreamParserStateComplete()

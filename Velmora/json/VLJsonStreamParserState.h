@@ -5,8 +5,8 @@
 //
 // Each class has exactly one instance, shared by every parser in the process and never
 // destroyed; all are created together on the first call of
-// VLJsonStreamParserStateStart::sharedInstance(). A transition is therefore one store
-// into the parser's stack.
+// VLJsonStreamParserStateStart::sharedInstance(). Each holds a table from token to the
+// state that follows, so a transition is one load and one store into the parser's stack.
 //
 // Thread safety: the instances are immutable and may be used from any thread.
 //
@@ -37,11 +37,21 @@ class VLJsonStreamParserState : public Object {
     VLJsonParserStatus parserShouldReturn(const VLJsonStreamParser&) const { return status_; }
     // Stores the state that follows token in the parser's slot for the current level.
     virtual void parserShouldTransitionTo(VLJsonStreamParser& parser, VLJsonToken token) const;
+    // The state that follows token (this one when nothing changes), or nullptr when the
+    // answer depends on the parser and parserShouldTransitionTo must be asked.
+    const VLJsonStreamParserState* nextState(VLJsonToken token) const {
+        return next_[static_cast<unsigned>(token)];
+    }
     bool needKey() const { return needKey_; }
     const std::string& name() const { return name_; }
 
   protected:
     friend struct VLJsonStreamParserStates;
+    // Sets what follows token (the tables are filled once all instances exist).
+    void setNext(VLJsonToken token, const VLJsonStreamParserState* next) {
+        next_[static_cast<unsigned>(token)] = next;
+    }
+    void setNextForAll(const VLJsonStreamParserState* next);
     struct Traits {
         std::uint32_t acceptedTokens = 0;
         bool shouldStop = false;
@@ -55,6 +65,7 @@ class VLJsonStreamParserState : public Object {
     static void setState(VLJsonStreamParser& parser, const VLJsonStreamParserState& state);
 
   private:
+    const VLJsonStreamParserState* next_[kVLJsonTokenCount] = {};
     std::uint32_t acceptedTokens_;
     bool shouldStop_;
     VLJsonParserStatus status_;
@@ -84,14 +95,17 @@ VELMORA_JSON_PARSER_STATE(VLJsonStreamParserStateStart, VELMORA_JSON_PARSER_TRAN
 VELMORA_JSON_PARSER_STATE(VLJsonStreamParserStateComplete, VELMORA_JSON_PARSER_NO_TRANSITION);
 // After an error: parsing stops and answers Error.
 VELMORA_JSON_PARSER_STATE(VLJsonStreamParserStateError, VELMORA_JSON_PARSER_NO_TRANSITION);
-VELMORA_JSON_PARSER_STATE(VLJsonStreamParserStateObjectStart, VELMORA_JSON_PARSER_TRANSITION);
-VELMORA_JSON_PARSER_STATE(VLJsonStreamParserStateObjectGotKey, VELMORA_JSON_PARSER_TRANSITION);
-VELMORA_JSON_PARSER_STATE(VLJsonStreamParserStateObjectSeparator, VELMORA_JSON_PARSER_TRANSITION);
-VELMORA_JSON_PARSER_STATE(VLJsonStreamParserStateObjectGotValue, VELMORA_JSON_PARSER_TRANSITION);
-VELMORA_JSON_PARSER_STATE(VLJsonStreamParserStateObjectNeedKey, VELMORA_JSON_PARSER_TRANSITION);
-VELMORA_JSON_PARSER_STATE(VLJsonStreamParserStateArrayStart, VELMORA_JSON_PARSER_TRANSITION);
-VELMORA_JSON_PARSER_STATE(VLJsonStreamParserStateArrayGotValue, VELMORA_JSON_PARSER_TRANSITION);
-VELMORA_JSON_PARSER_STATE(VLJsonStreamParserStateArrayNeedValue, VELMORA_JSON_PARSER_TRANSITION);
+// The container states follow their transition tables (filled where the instances are
+// created, in the files of the object and array states).
+VELMORA_JSON_PARSER_STATE(VLJsonStreamParserStateObjectStart, VELMORA_JSON_PARSER_NO_TRANSITION);
+VELMORA_JSON_PARSER_STATE(VLJsonStreamParserStateObjectGotKey, VELMORA_JSON_PARSER_NO_TRANSITION);
+VELMORA_JSON_PARSER_STATE(VLJsonStreamParserStateObjectSeparator,
+                          VELMORA_JSON_PARSER_NO_TRANSITION);
+VELMORA_JSON_PARSER_STATE(VLJsonStreamParserStateObjectGotValue, VELMORA_JSON_PARSER_NO_TRANSITION);
+VELMORA_JSON_PARSER_STATE(VLJsonStreamParserStateObjectNeedKey, VELMORA_JSON_PARSER_NO_TRANSITION);
+VELMORA_JSON_PARSER_STATE(VLJsonStreamParserStateArrayStart, VELMORA_JSON_PARSER_NO_TRANSITION);
+VELMORA_JSON_PARSER_STATE(VLJsonStreamParserStateArrayGotValue, VELMORA_JSON_PARSER_NO_TRANSITION);
+VELMORA_JSON_PARSER_STATE(VLJsonStreamParserStateArrayNeedValue, VELMORA_JSON_PARSER_NO_TRANSITION);
 
 #undef VELMORA_JSON_PARSER_TRANSITION
 #undef VELMORA_JSON_PARSER_NO_TRANSITION

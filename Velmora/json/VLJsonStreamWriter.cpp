@@ -114,7 +114,7 @@ bool VLJsonStreamWriterState::isInvalidState(VLJsonStreamWriter& writer) const {
 
 void VLJsonStreamWriterState::appendSeparator(VLJsonStreamWriter& writer) const {
     if (traits_.separator != '\0') {
-        writer.data_.push_back(traits_.separator);
+        writer.put(traits_.separator);
     }
 }
 
@@ -133,22 +133,29 @@ void VLJsonStreamWriterState::transitionState(VLJsonStreamWriter& writer) const 
 
 void VLJsonStreamWriterState::appendWhitespace(VLJsonStreamWriter& writer) const {
     if (traits_.spaceAfterKey) {
-        writer.data_.push_back(' ');
+        writer.put(' ');
         return;
     }
-    writer.data_.push_back('\n');
-    writer.data_.append(static_cast<std::size_t>(writer.depth_) * 2, ' ');
+    const auto indent = static_cast<std::size_t>(writer.depth_) * 2;
+    char* out = writer.room(indent + 1);
+    out[0] = '\n';
+    std::memset(out + 1, ' ', indent);
+    writer.size_ += indent + 1;
 }
 
 VLJsonStreamWriter::VLJsonStreamWriter() {
     states_.assign(maxDepth_ + 1, nullptr);
     states_[0] = &VLJsonStreamWriterStateStart::sharedInstance();
-    data_.reserve(kInitialCapacity);
+    data_.resize(kInitialCapacity);
 }
 
 void VLJsonStreamWriter::setMaxDepth(std::uint64_t maxDepth) {
     maxDepth_ = maxDepth;
     states_.resize(std::max(maxDepth, depth_) + 1, nullptr);
+}
+
+void VLJsonStreamWriter::grow(std::size_t count) {
+    data_.resize(std::max({data_.size() * 2, size_ + count, kInitialCapacity}));
 }
 
 bool VLJsonStreamWriter::fail(Fault fault, std::string_view detail) {
@@ -198,7 +205,7 @@ bool VLJsonStreamWriter::open(const VLJsonStreamWriterState& opened, char bracke
         ++depth_;
     }
     states_[depth_] = &opened;
-    data_.push_back(bracket);
+    put(bracket);
     return true;
 }
 
@@ -217,7 +224,7 @@ bool VLJsonStreamWriter::close(char bracket, bool refuseWhereKeyIsDue) {
     if (humanReadable_) {
         closing.appendWhitespace(*this);
     }
-    data_.push_back(bracket);
+    put(bracket);
     state().transitionState(*this);
     return true;
 }
@@ -255,7 +262,7 @@ bool VLJsonStreamWriter::writeNull() {
     if (!beginScalar()) {
         return false;
     }
-    data_.append("null");
+    put("null");
     state().transitionState(*this);
     return true;
 }
@@ -264,7 +271,7 @@ bool VLJsonStreamWriter::writeBool(bool value) {
     if (!beginScalar()) {
         return false;
     }
-    data_.append(value ? "true" : "false");
+    put(value ? "true" : "false");
     state().transitionState(*this);
     return true;
 }
@@ -284,15 +291,28 @@ bool VLJsonStreamWriter::writeString(std::string_view string) {
 }
 
 void VLJsonStreamWriter::appendQuoted(std::string_view string) {
-    VLJsonStringCache& cache = VLJsonStringCache::shared();
-    if (cache.appendCached(string, data_)) {
+    // A string with nothing to escape is its own escaped form: one scan finds that
+    // sooner than the cache's hash and lock would, so only the others go to the cache.
+    const char* p = string.data();
+    const std::size_t first = findEscape(p, 0, string.size());
+    if (first == string.size()) {
+        char* out = room(string.size() + 2);
+        out[0] = '"';
+        std::memcpy(out + 1, string.data(), string.size());
+        out[string.size() + 1] = '"';
+        size_ += string.size() + 2;
         return;
     }
+    VLJsonStringCache& cache = VLJsonStringCache::shared();
     escaped_.clear();
+    if (cache.appendCached(string, escaped_)) {
+        put(escaped_);
+        return;
+    }
     escaped_.reserve(string.size() + string.size() / 10 + 2);
     escaped_.push_back('"');
-    const char* p = string.data();
-    std::size_t i = 0;
+    escaped_.append(p, first);
+    std::size_t i = first;
     while (i < string.size()) {
         const std::size_t special = findEscape(p, i, string.size());
         escaped_.append(p + i, special - i);
@@ -303,13 +323,15 @@ void VLJsonStreamWriter::appendQuoted(std::string_view string) {
         i = special + 1;
     }
     escaped_.push_back('"');
-    data_.append(escaped_);
+    put(escaped_);
     cache.store(string, escaped_);
 }
 
 void VLJsonStreamWriter::appendDouble(double value) {
     // "%g": six significant digits, on purpose.
-    fmt::format_to(std::back_inserter(data_), "{:g}", value);
+    char buffer[64];
+    const auto written = fmt::format_to_n(buffer, sizeof buffer, "{:g}", value);
+    put(std::string_view(buffer, written.size));
 }
 
 bool VLJsonStreamWriter::writeNumber(const Value& number) {
@@ -326,17 +348,17 @@ bool VLJsonStreamWriter::writeNumber(const Value& number) {
     switch (number.kind()) {
         case Value::Kind::Int: {
             const auto end = std::to_chars(buffer, buffer + sizeof buffer, number.integerValue());
-            data_.append(buffer, end.ptr);
+            put(std::string_view(buffer, static_cast<std::size_t>(end.ptr - buffer)));
             break;
         }
         case Value::Kind::UInt: {
             const auto end =
                 std::to_chars(buffer, buffer + sizeof buffer, number.unsignedIntegerValue());
-            data_.append(buffer, end.ptr);
+            put(std::string_view(buffer, static_cast<std::size_t>(end.ptr - buffer)));
             break;
         }
         case Value::Kind::Decimal:
-            data_.append(number.asDecimal()->description());
+            put(number.asDecimal()->description());
             break;
         default: {
             const double value = number.doubleValue();

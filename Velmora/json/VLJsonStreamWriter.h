@@ -17,6 +17,7 @@
 //   if (writer.writeValue(value)) send(writer.data());
 
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -61,9 +62,18 @@ class VLJsonStreamWriter {
     void setMaxDepth(std::uint64_t maxDepth);
 
     const std::string& error() const { return error_; }
-    // The text written so far.
-    const std::string& data() const { return data_; }
-    std::string takeData() { return std::move(data_); }
+    // The text written so far. REQUIRES: no write while the reference is in use.
+    const std::string& data() const {
+        data_.resize(size_);
+        return data_;
+    }
+    std::string takeData() {
+        data_.resize(size_);
+        std::string text = std::move(data_);
+        data_.clear();
+        size_ = 0;
+        return text;
+    }
     const std::vector<const VLJsonStreamWriterState*>& states() const { return states_; }
     std::uint64_t depth() const { return depth_; }
 
@@ -89,11 +99,30 @@ class VLJsonStreamWriter {
     bool open(const VLJsonStreamWriterState& opened, char bracket);
     bool close(char bracket, bool refuseWhereKeyIsDue);
     void appendQuoted(std::string_view string);
+    // Appends are plain stores into spare room kept after the text (see data_).
+    char* room(std::size_t count) {
+        if (data_.size() - size_ < count) {
+            grow(count);
+        }
+        return data_.data() + size_;
+    }
+    void put(char c) {
+        *room(1) = c;
+        ++size_;
+    }
+    void put(std::string_view text) {
+        std::memcpy(room(text.size()), text.data(), text.size());
+        size_ += text.size();
+    }
+    void grow(std::size_t count);
     void appendDouble(double value);
 
     std::string error_;
     std::vector<const VLJsonStreamWriterState*> states_;
-    std::string data_;
+    // The text is the first size_ bytes; the rest is room for the next appends, cut off
+    // when the text is asked for.
+    mutable std::string data_;
+    std::size_t size_ = 0;
     std::string escaped_;  // reused when a string is escaped
     std::uint64_t depth_ = 0;
     std::uint64_t maxDepth_ = kDefaultMaxDepth;

@@ -1,6 +1,7 @@
 #include "Velmora/json/VLJsonTokeniser.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 
 #include <fmt/format.h>
@@ -19,10 +20,6 @@ constexpr std::size_t kPadding = 16;
 
 bool isDigit(char c) {
     return c >= '0' && c <= '9';
-}
-
-bool isWhitespace(char c) {
-    return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
 int hexValue(char c) {
@@ -72,188 +69,148 @@ std::size_t scanStringRun(const char* p, std::size_t i, bool& sawHighBytes) {
 #endif
 }
 
-// Well-formed UTF-8: no overlong forms, no encoded surrogates, nothing past U+10FFFF.
-bool isValidUtf8(std::string_view text) {
-    const auto* s = reinterpret_cast<const unsigned char*>(text.data());
-    const std::size_t n = text.size();
-    std::size_t i = 0;
-    while (i < n) {
-        const unsigned char c = s[i];
-        if (c < 0x80) {
+// Index of the first byte at or after i that is not a digit, eight bytes at a time (the
+// sentinel is no digit, so the scan stops within the padding). XOR with '0' maps exactly
+// the digits to 0 to 9; adding 0x76 to the low seven bits then sets the top bit of every
+// other byte without carrying into the next.
+std::size_t skipDigits(const char* p, std::size_t i) {
+    if constexpr (std::endian::native != std::endian::little) {
+        while (isDigit(p[i])) {
             ++i;
-            continue;
         }
-        std::size_t length = 0;
-        unsigned char low = 0x80;
-        unsigned char high = 0xBF;
-        if (c >= 0xC2 && c <= 0xDF) {
-            length = 2;
-        } else if (c >= 0xE0 && c <= 0xEF) {
-            length = 3;
-            low = c == 0xE0 ? 0xA0 : 0x80;
-            high = c == 0xED ? 0x9F : 0xBF;
-        } else if (c >= 0xF0 && c <= 0xF4) {
-            length = 4;
-            low = c == 0xF0 ? 0x90 : 0x80;
-            high = c == 0xF4 ? 0x8F : 0xBF;
-        } else {
-            return false;
-        }
-        if (n - i < length || s[i + 1] < low || s[i + 1] > high) {
-            return false;
-        }
-        for (std::size_t k = 2; k < length; ++k) {
-            if ((s[i + k] & 0xC0) != 0x80) {
-                return false;
-            }
-        }
-        i += length;
+        return i;
     }
-    return true;
+    for (;;) {
+        std::uint64_t word;
+        std::memcpy(&word, p + i, sizeof word);
+        const std::uint64_t y = word ^ 0x3030303030303030ull;
+        const std::uint64_t other =
+            (((y & 0x7F7F7F7F7F7F7F7Full) + 0x7676767676767676ull) | y) & 0x8080808080808080ull;
+        if (other != 0) {
+            return i + static_cast<unsigned>(__builtin_ctzll(other)) / 8;
+        }
+        i += 8;
+    }
 }
 
-// One UTF-16 code unit as UTF-8. A lone surrogate has no UTF-8 form and becomes U+FFFD.
-void appendCodeUnit(std::string& out, unsigned unit) {
-    if (unit >= 0xD800 && unit <= 0xDFFF) {
-        unit = 0xFFFD;
+// Index of the first byte at or after i that is not whitespace (the sentinel is not, so
+// the scan always stops).
+std::size_t skipWhitespaceRun(const char* p, std::size_t i) {
+#if defined(__SSE2__)
+    const __m128i space = _mm_set1_epi8(' ');
+    const __m128i tab = _mm_set1_epi8('\t');
+    const __m128i controlSpan = _mm_set1_epi8('\r' - '\t');
+    for (;;) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i));
+        const __m128i offset = _mm_sub_epi8(v, tab);
+        const __m128i control = _mm_cmpeq_epi8(_mm_min_epu8(offset, controlSpan), offset);
+        const __m128i white = _mm_or_si128(_mm_cmpeq_epi8(v, space), control);
+        const auto other = ~static_cast<unsigned>(_mm_movemask_epi8(white)) & 0xFFFFu;
+        if (other != 0) {
+            return i + static_cast<unsigned>(__builtin_ctz(other));
+        }
+        i += 16;
     }
-    if (unit < 0x80) {
-        out.push_back(static_cast<char>(unit));
-    } else if (unit < 0x800) {
-        out.push_back(static_cast<char>(0xC0 | (unit >> 6)));
-        out.push_back(static_cast<char>(0x80 | (unit & 0x3F)));
-    } else {
-        out.push_back(static_cast<char>(0xE0 | (unit >> 12)));
-        out.push_back(static_cast<char>(0x80 | ((unit >> 6) & 0x3F)));
-        out.push_back(static_cast<char>(0x80 | (unit & 0x3F)));
+#else
+    while (p[i] == ' ' || (p[i] >= '\t' && p[i] <= '\r')) {
+        ++i;
     }
+    return i;
+#endif
 }
 
 }  // namespace
 
 VLJsonTokeniser::VLJsonTokeniser() {
-    reserve(kInitialCapacity - kPadding);
-    buf_[0] = '\0';
+    buf_ = std::make_unique<char[]>(kInitialCapacity);
+    capacity_ = kInitialCapacity;
     length_ = 1;
 }
 
-void VLJsonTokeniser::reserve(std::size_t length) {
-    if (length + kPadding <= capacity_) {
-        return;
-    }
-    const std::size_t capacity = std::max(capacity_ * 2, length + kPadding);
-    auto fresh = std::make_unique<char[]>(capacity);
-    if (length_ > 0) {
-        std::memcpy(fresh.get(), buf_.get(), length_);
-    }
-    buf_ = std::move(fresh);
-    capacity_ = capacity;
-}
-
 void VLJsonTokeniser::appendData(std::string_view bytes) {
-    std::size_t input = end();
-    if (tokenStart_ != 0) {
-        const auto consumed = static_cast<std::size_t>(tokenStart_);
-        std::memmove(buf_.get(), buf_.get() + consumed, input - consumed);
-        input -= consumed;
-        tokenStart_ = 0;
+    // Dropping the consumed input is only logical here; the bytes move when room is
+    // needed and at most as many bytes move as were consumed, so appending stays linear
+    // in the input however long the pending token grows.
+    const auto consumed = static_cast<std::size_t>(tokenStart_);
+    base_ += consumed;
+    dropped_ += consumed;
+    tokenStart_ = 0;
+    const std::size_t pending = end() - consumed;
+    const std::size_t needed = pending + bytes.size() + 1 + kPadding;
+    if (base_ + needed > capacity_) {
+        if (needed <= capacity_ && base_ >= pending) {
+            std::memmove(buf_.get(), buf_.get() + base_, pending);
+        } else {
+            const std::size_t capacity = std::max(capacity_ * 2, needed);
+            auto fresh = std::make_unique<char[]>(capacity);
+            std::memcpy(fresh.get(), buf_.get() + base_, pending);
+            buf_ = std::move(fresh);
+            capacity_ = capacity;
+        }
+        base_ = 0;
     }
-    reserve(input + bytes.size() + 1);
+    char* out = buf_.get() + base_;
     if (!bytes.empty()) {
-        std::memcpy(buf_.get() + input, bytes.data(), bytes.size());
+        std::memcpy(out + pending, bytes.data(), bytes.size());
     }
-    buf_[input + bytes.size()] = '\0';
-    length_ = input + bytes.size() + 1;
+    // The sentinel, and the padding after it zeroed for the block scans.
+    std::memset(out + pending + bytes.size(), 0, 1 + kPadding);
+    length_ = pending + bytes.size() + 1;
 }
 
 bool VLJsonTokeniser::getToken(const char*& token, std::size_t& length) const {
     if (tokenLength_ == 0) {
         return false;
     }
-    token = buf_.get() + tokenStart_;
+    token = data() + tokenStart_;
     length = tokenLength_;
     return true;
 }
 
 bool VLJsonTokeniser::hasPendingInput() const {
+    const char* p = data();
     for (auto i = static_cast<std::size_t>(tokenStart_ + tokenLength_); i < end(); ++i) {
-        if (!isWhitespace(buf_[i])) {
+        if (!isWhitespace(p[i])) {
             return true;
         }
     }
     return false;
 }
 
-void VLJsonTokeniser::skipWhitespace() {
-    const char* p = buf_.get();
-    auto i = static_cast<std::size_t>(tokenStart_);
-    while (isWhitespace(p[i])) {
-        ++i;
-    }
-    tokenStart_ = i;
+VLJsonToken VLJsonTokeniser::suspend(std::size_t index) {
+    scannedBytes_ += index - tokenStart_ - resumeOffset_;
+    resumeOffset_ = index - tokenStart_;
+    resuming_ = true;
+    return VLJsonToken::Eof;
 }
 
-VLJsonToken VLJsonTokeniser::next() {
-    tokenStart_ += tokenLength_;
-    tokenLength_ = 0;
-    skipWhitespace();
-    switch (buf_[tokenStart_]) {
-        case '\0':
-            // A NUL inside the input is not the end of it; only the sentinel is.
-            if (tokenStart_ == end()) {
-                return VLJsonToken::Eof;
-            }
-            return fail(Fault::UnrecognisedLeadingCharacter, tokenStart_);
-        case '"':
-            return matchString();
-        case '+':
-            return fail(Fault::LeadingPlus, tokenStart_);
-        case '-':
-        case '0':
-        case '1':
-        case '2':
-        case '3':
-        case '4':
-        case '5':
-        case '6':
-        case '7':
-        case '8':
-        case '9':
-            return matchNumber();
-        case '{':
-            tokenLength_ = 1;
-            return VLJsonToken::ObjectStart;
-        case ':':
-            tokenLength_ = 1;
-            return VLJsonToken::KeyValueSeparator;
-        case '}':
-            tokenLength_ = 1;
-            return VLJsonToken::ObjectEnd;
-        case '[':
-            tokenLength_ = 1;
-            return VLJsonToken::ArrayStart;
-        case ']':
-            tokenLength_ = 1;
-            return VLJsonToken::ArrayEnd;
-        case ',':
-            tokenLength_ = 1;
-            return VLJsonToken::ValueSeparator;
-        case 't':
-            return match("true", VLJsonToken::True);
-        case 'f':
-            return match("false", VLJsonToken::False);
-        case 'n':
-            return match("null", VLJsonToken::Null);
-        default:
-            return fail(Fault::UnrecognisedLeadingCharacter, tokenStart_);
+VLJsonToken VLJsonTokeniser::resume() {
+    return data()[tokenStart_] == '"' ? matchString() : matchNumber();
+}
+
+VLJsonToken VLJsonTokeniser::endOrNul() {
+    // A NUL inside the input is not the end of it; only the sentinel is.
+    if (tokenStart_ == end()) {
+        return VLJsonToken::Eof;
     }
+    return fail(Fault::UnrecognisedLeadingCharacter, tokenStart_);
+}
+
+VLJsonToken VLJsonTokeniser::unrecognised() {
+    return fail(
+        data()[tokenStart_] == '+' ? Fault::LeadingPlus : Fault::UnrecognisedLeadingCharacter,
+        tokenStart_);
+}
+
+std::size_t VLJsonTokeniser::skipWhitespaceFrom(const char* p, std::size_t i) {
+    return skipWhitespaceRun(p, i);
 }
 
 VLJsonToken VLJsonTokeniser::match(std::string_view literal, VLJsonToken kind) {
     if (end() - tokenStart_ < literal.size()) {
         return VLJsonToken::Eof;
     }
-    if (std::memcmp(buf_.get() + tokenStart_, literal.data(), literal.size()) != 0) {
+    if (std::memcmp(data() + tokenStart_, literal.data(), literal.size()) != 0) {
         return fail(Fault::ExpectedLiteral, literal.size(), 0, literal);
     }
     tokenLength_ = literal.size();
@@ -261,21 +218,27 @@ VLJsonToken VLJsonTokeniser::match(std::string_view literal, VLJsonToken kind) {
 }
 
 VLJsonToken VLJsonTokeniser::matchString() {
-    const char* p = buf_.get();
+    const char* p = data();
     VLJsonToken kind = VLJsonToken::String;
     bool sawHighBytes = false;
     auto i = static_cast<std::size_t>(tokenStart_) + 1;
+    if (resuming_) {
+        kind = resumeKind_;
+        sawHighBytes = resumeHighBytes_;
+        i = tokenStart_ + resumeOffset_;
+    }
     for (;;) {
         i = scanStringRun(p, i, sawHighBytes);
         const auto c = static_cast<unsigned char>(p[i]);
         if (c == '"') {
+            finish(i + 1);
             tokenLength_ = i + 1 - tokenStart_;
             stringHasHighBytes_ = sawHighBytes;
             return kind;
         }
         if (c == '\\') {
             if (i + 1 == end()) {
-                return VLJsonToken::Eof;
+                return suspendString(i, kind, sawHighBytes);
             }
             kind = VLJsonToken::EncodedString;
             switch (p[i + 1]) {
@@ -294,29 +257,39 @@ VLJsonToken VLJsonTokeniser::matchString() {
                     std::size_t index = i + 2;
                     const long codePoint = parseUnicodeEscape(index);
                     if (codePoint == -2) {
-                        return VLJsonToken::Eof;
+                        // The escape is read again whole once the rest arrives.
+                        return suspendString(i, kind, sawHighBytes);
                     }
                     if (codePoint < 0) {
+                        finish(index);
                         return VLJsonToken::Error;
                     }
                     i = index;
                     continue;
                 }
                 default:
+                    finish(i + 1);
                     return fail(Fault::BrokenEscape, i + 1, tokenStart_);
             }
         }
         if (i == end()) {
-            return VLJsonToken::Eof;
+            return suspendString(i, kind, sawHighBytes);
         }
+        finish(i);
         return fail(Fault::UnescapedControlChar, c);
     }
+}
+
+VLJsonToken VLJsonTokeniser::suspendString(std::size_t index, VLJsonToken kind, bool sawHighBytes) {
+    resumeKind_ = kind;
+    resumeHighBytes_ = sawHighBytes;
+    return suspend(index);
 }
 
 int VLJsonTokeniser::decodeHexQuad(std::size_t index) {
     int value = 0;
     for (std::size_t k = 0; k < 4; ++k) {
-        const int digit = hexValue(buf_[index + k]);
+        const int digit = hexValue(data()[index + k]);
         if (digit < 0) {
             if (index + k == end()) {
                 return -2;
@@ -352,7 +325,7 @@ long VLJsonTokeniser::parseUnicodeEscape(std::size_t& index) {
         if (index == end()) {
             return -2;
         }
-        if (buf_[index] != expected) {
+        if (data()[index] != expected) {
             fail(Fault::MissingLowSurrogate);
             return -1;
         }
@@ -377,194 +350,114 @@ long VLJsonTokeniser::parseUnicodeEscape(std::size_t& index) {
 }
 
 VLJsonToken VLJsonTokeniser::matchNumber() {
-    const char* p = buf_.get();
+    const char* p = data();
     auto i = static_cast<std::size_t>(tokenStart_);
-    if (p[i] == '-') {
-        ++i;
-        if (!isDigit(p[i])) {
-            if (i == end()) {
-                return VLJsonToken::Eof;  // the digits may come with the next chunk
+    NumberPhase phase = NumberPhase::Sign;
+    if (resuming_) {
+        i += resumeOffset_;
+        phase = resumePhase_;
+    }
+    bool isReal = phase >= NumberPhase::FractionFirst;
+    const std::size_t integerStart = tokenStart_ + (p[tokenStart_] == '-' ? 1 : 0);
+    // The input may end in any phase; the sentinel is no digit, sign or mark, so each
+    // phase stops on it and the number waits for more.
+    const auto wait = [&](NumberPhase at) {
+        resumePhase_ = at;
+        return suspend(i);
+    };
+    switch (phase) {
+        case NumberPhase::Sign:
+            if (p[i] == '-') {
+                ++i;
+                if (!isDigit(p[i])) {
+                    if (i == end()) {
+                        // The digits may come with the next chunk; the minus is read again.
+                        i = tokenStart_;
+                        return wait(NumberPhase::Sign);
+                    }
+                    finish(i);
+                    return fail(Fault::NoDigitsAfterMinus);
+                }
             }
-            return fail(Fault::NoDigitsAfterMinus);
+            [[fallthrough]];
+        case NumberPhase::Integer:
+            i = skipDigits(p, i);
+            if (p[integerStart] == '0' && i > integerStart + 1) {
+                finish(i);
+                return fail(Fault::LeadingZero, tokenStart_);
+            }
+            if (i == end()) {
+                return wait(NumberPhase::Integer);
+            }
+            if (p[i] != '.') {
+                break;
+            }
+            ++i;
+            isReal = true;
+            [[fallthrough]];
+        case NumberPhase::FractionFirst:
+            if (i == end()) {
+                return wait(NumberPhase::FractionFirst);
+            }
+            if (!isDigit(p[i])) {
+                finish(i);
+                return fail(Fault::NoDigitsAfterDecimalPoint, tokenStart_);
+            }
+            [[fallthrough]];
+        case NumberPhase::Fraction:
+            i = skipDigits(p, i);
+            if (i == end()) {
+                return wait(NumberPhase::Fraction);
+            }
+            break;
+        default:
+            break;
+    }
+    if (phase < NumberPhase::ExponentSign) {
+        if (p[i] != 'e' && p[i] != 'E') {
+            return finishNumber(i, isReal);
         }
-    }
-    if (p[i] == '0' && isDigit(p[i + 1])) {
-        return fail(Fault::LeadingZero, tokenStart_);
-    }
-    while (isDigit(p[i])) {
-        ++i;
-    }
-    bool isReal = false;
-    if (p[i] == '.') {
         ++i;
         isReal = true;
-        if (!isDigit(p[i]) && i != end()) {
-            return fail(Fault::NoDigitsAfterDecimalPoint, tokenStart_);
-        }
-        while (isDigit(p[i])) {
-            ++i;
-        }
+        phase = NumberPhase::ExponentSign;
     }
-    if (p[i] == 'e' || p[i] == 'E') {
-        ++i;
-        isReal = true;
-        if (p[i] == '+' || p[i] == '-') {
-            ++i;
-        }
-        if (!isDigit(p[i]) && i != end()) {
-            return fail(Fault::NoDigitsAfterExponent, tokenStart_);
-        }
-        while (isDigit(p[i])) {
-            ++i;
-        }
+    switch (phase) {
+        case NumberPhase::ExponentSign:
+            if (i == end()) {
+                return wait(NumberPhase::ExponentSign);
+            }
+            if (p[i] == '+' || p[i] == '-') {
+                ++i;
+            }
+            [[fallthrough]];
+        case NumberPhase::ExponentFirst:
+            if (i == end()) {
+                return wait(NumberPhase::ExponentFirst);
+            }
+            if (!isDigit(p[i])) {
+                finish(i);
+                return fail(Fault::NoDigitsAfterExponent, tokenStart_);
+            }
+            [[fallthrough]];
+        default:
+            i = skipDigits(p, i);
+            if (i == end()) {
+                return wait(NumberPhase::Exponent);
+            }
+            return finishNumber(i, true);
     }
-    if (i == end()) {
-        return VLJsonToken::Eof;
-    }
-    tokenLength_ = i - tokenStart_;
+}
+
+VLJsonToken VLJsonTokeniser::finishNumber(std::size_t index, bool isReal) {
+    finish(index);
+    tokenLength_ = index - tokenStart_;
     return isReal ? VLJsonToken::Real : VLJsonToken::Integer;
 }
 
-bool VLJsonTokeniser::isStringTokenValidUtf8() const {
-    if (!stringHasHighBytes_ || tokenLength_ < 2) {
-        return true;
-    }
-    return isValidUtf8(std::string_view(buf_.get() + tokenStart_ + 1, tokenLength_ - 2));
-}
-
-std::optional<std::string> VLJsonTokeniser::getDecodedStringToken() {
-    std::string out;
-    if (!decodeStringToken(out)) {
-        return std::nullopt;
-    }
-    return out;
-}
-
-bool VLJsonTokeniser::decodeStringToken(std::string& out) {
-    out.clear();
-    if (tokenLength_ < 2) {
-        return false;
-    }
-    const char* p = buf_.get();
-    auto i = static_cast<std::size_t>(tokenStart_) + 1;
-    const auto last = static_cast<std::size_t>(tokenStart_ + tokenLength_) - 1;  // the quote
-    out.reserve((last - i) + (last - i) / 10);
-    while (i < last) {
-        const auto c = static_cast<unsigned char>(p[i]);
-        if (c == '\\') {
-            const char escaped = p[i + 1];
-            switch (escaped) {
-                case 'n':
-                    out.push_back('\n');
-                    break;
-                case 'r':
-                    out.push_back('\r');
-                    break;
-                case 't':
-                    out.push_back('\t');
-                    break;
-                case 'f':
-                    out.push_back('\f');
-                    break;
-                case 'b':
-                    out.push_back('\b');
-                    break;
-                case 'u': {
-                    std::size_t index = i + 2;
-                    const long codePoint = parseUnicodeEscape(index);
-                    if (codePoint < 0) {
-                        return false;
-                    }
-                    // Deliberately one code unit: the low 16 bits of the code point.
-                    appendCodeUnit(out, static_cast<unsigned>(codePoint) & 0xFFFF);
-                    i = index;
-                    continue;
-                }
-                default:
-                    // '"', '\\', '/' and (deliberately) 'v' stand for themselves.
-                    out.push_back(escaped);
-                    break;
-            }
-            i += 2;
-            continue;
-        }
-        if (c < 32) {
-            fail(Fault::UnescapedControlChars);
-            return false;
-        }
-        std::size_t run = i + 1;
-        while (run < last && p[run] != '\\' && static_cast<unsigned char>(p[run]) >= 32) {
-            ++run;
-        }
-        out.append(p + i, run - i);
-        i = run;
-    }
-    if (stringHasHighBytes_ && !isValidUtf8(out)) {
-        fail(Fault::InvalidUtf8, tokenStart_);
-        return false;
-    }
-    return true;
-}
-
-VLJsonToken VLJsonTokeniser::fail(Fault fault, std::uint64_t a, std::uint64_t b,
-                                  std::string_view literal) {
-    switch (fault) {
-        case Fault::LeadingPlus:
-            error_ = fmt::format("Leading + is illegal in numbers at offset {}", a);
-            break;
-        case Fault::UnrecognisedLeadingCharacter:
-            error_ = fmt::format("Unrecognised leading character at offset {}", a);
-            break;
-        case Fault::ExpectedLiteral: {
-            // The bytes found are shown as "%.Ns" shows them: at most N, up to a NUL.
-            const char* found = buf_.get() + tokenStart_;
-            const std::size_t shown = strnlen(found, static_cast<std::size_t>(a));
-            error_ = fmt::format("Expected '{}' but found '{}'.", literal,
-                                 std::string_view(found, shown));
-            break;
-        }
-        case Fault::UnescapedControlChar:
-            error_ = fmt::format("Unescaped control char 0x{:02X}", a);
-            break;
-        case Fault::BrokenEscape:
-            error_ = fmt::format(
-                "Broken escape character at index {} in token starting at offset {}", a, b);
-            break;
-        case Fault::IllegalHexDigit:
-            error_ = "XXX illegal digit in hex char";
-            break;
-        case Fault::MissingHexQuad:
-            error_ = "Missing hex quad";
-            break;
-        case Fault::MissingLowSurrogate:
-            error_ = "Missing low character in surrogate pair";
-            break;
-        case Fault::InvalidLowSurrogate:
-            error_ = "Invalid low surrogate char";
-            break;
-        case Fault::InvalidHighSurrogate:
-            error_ = "Invalid high character in surrogate pair";
-            break;
-        case Fault::UnescapedControlChars:
-            error_ = "Unescaped control chars";
-            break;
-        case Fault::NoDigitsAfterMinus:
-            error_ = "No digits after initial minus";
-            break;
-        case Fault::LeadingZero:
-            error_ = fmt::format("Leading zero is illegal in number at offset {}", a);
-            break;
-        case Fault::NoDigitsAfterDecimalPoint:
-            error_ = fmt::format("No digits after decimal point at offset {}", a);
-            break;
-        case Fault::NoDigitsAfterExponent:
-            error_ = fmt::format("No digits after exponent mark at offset {}", a);
-            break;
-        case Fault::InvalidUtf8:
-            error_ = fmt::format("Invalid UTF-8 in string at offset {}", a);
-            break;
-    }
-    return VLJsonToken::Error;
+void VLJsonTokeniser::finish(std::size_t index) {
+    scannedBytes_ += index - tokenStart_ - resumeOffset_;
+    resumeOffset_ = 0;
+    resuming_ = false;
 }
 
 }  // namespace velmora

@@ -150,7 +150,13 @@ std::string VelmoraDAO::getWeekdayNameFromStartOfWeek(std::int64_t weekday) {
 }
 
 bool VelmoraDAO::Is24HourClock() {
-    return getSharedInstance().is24HourClock_.load();
+    const VelmoraDAO& dao = getSharedInstance();
+    const int pinned = dao.pinned24HourClock_.load();
+    return pinned >= 0 ? pinned == 1 : dao.is24HourClock_.load();
+}
+
+void VelmoraDAO::pinIs24HourClock(std::optional<bool> pinned) {
+    getSharedInstance().pinned24HourClock_.store(pinned ? static_cast<int>(*pinned) : -1);
 }
 
 bool VelmoraDAO::isMetricSystem() const {

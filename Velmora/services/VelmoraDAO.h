@@ -99,6 +99,9 @@ class VelmoraDAO {
     static std::string getWeekdayNameFromStartOfWeek(std::int64_t weekday);
     // The user's clock shows 24 hours (as last checked).
     static bool Is24HourClock();
+    // Pins the answer of Is24HourClock (for a tool run or a test); nothing follows the
+    // locale again.
+    static void pinIs24HourClock(std::optional<bool> pinned);
     bool isMetricSystem() const;
     // Reloads the week start from the standard defaults ("WeekStartsIndex").
     void createCalendarAndDateFormatters();
@@ -234,6 +237,7 @@ class VelmoraDAO {
     std::unique_ptr<LocationManager> sharedLocationManager_;
     std::atomic<std::int64_t> networkActivityCounter_{0};
     std::atomic<bool> is24HourClock_{false};
+    std::atomic<int> pinned24HourClock_{-1};  // -1: not pinned, else 0 or 1
 
     // globalStateLockObject: the week start and the persisted dictionary.
     mutable std::mutex globalStateLock_;

@@ -43,6 +43,7 @@ SQLITE_EXTENSION_INIT1
 #include <sqlite3.h>
 #endif
 
+#include <pthread.h>
 #include <stddef.h>
 #include <stdint.h>
 #include <string.h>
@@ -117,13 +118,73 @@ static uint32_t reduced(uint32_t c) {
     return fold_unit(sqlite3_unicode_unacc((uint16_t)c, NULL, NULL));
 }
 
+/* --- Flat tables for two-byte UTF-8 ---------------------------------------------- */
+
+/* The characters below U+0800 (ASCII, Latin, Greek, Cyrillic, Hebrew, Arabic ...) are
+ * the ones UTF-8 writes in one or two bytes. Their mappings are copied once into flat
+ * tables, so that the UTF-8 paths look each up with one load instead of three dependent
+ * ones; the tables are views of the generated ones, never a second source. */
+enum { kFlatLimit = 0x800 };
+
+typedef struct flat_tables {
+    uint16_t fold[kFlatLimit];
+    uint16_t lower[kFlatLimit];
+    uint16_t upper[kFlatLimit];
+    uint16_t title[kFlatLimit];
+    uint16_t reduced[kFlatLimit];
+    uint8_t unaccented[kFlatLimit]; /* 1: unaccent changes the character */
+} flat_tables;
+
+static flat_tables flat;
+static pthread_once_t flat_once = PTHREAD_ONCE_INIT;
+
+static void fill_flat_tables(void) {
+    unsigned c;
+    for (c = 0; c < kFlatLimit; ++c) {
+        const uint16_t unit = (uint16_t)c;
+        const uint16_t* values;
+        int n;
+        flat.fold[c] = fold_unit(unit);
+        flat.lower[c] = sqlite3_unicode_lower(unit);
+        flat.upper[c] = sqlite3_unicode_upper(unit);
+        flat.title[c] = sqlite3_unicode_title(unit);
+        flat.reduced[c] = (uint16_t)reduced(c);
+        sqlite3_unicode_unacc(unit, &values, &n);
+        flat.unaccented[c] = c >= 0x80 && !(n == 1 && values[0] == kIdentity);
+    }
+}
+
+static const flat_tables* flat_tables_ready(void) {
+    pthread_once(&flat_once, fill_flat_tables);
+    return &flat;
+}
+
 /* --- UTF-8 --------------------------------------------------------------------- */
+
+/* Eight bytes at once: whether all are ASCII, and their case changed arithmetically (only
+ * A-Z and a-z change case within ASCII). */
+static const uint64_t kHighBits = 0x8080808080808080ull;
+static const uint64_t kOnes = 0x0101010101010101ull;
+
+static uint64_t load8(const unsigned char* p) {
+    uint64_t v;
+    memcpy(&v, p, sizeof v);
+    return v;
+}
+
+/* 0x20 in each byte that lies in [first, first + 25], else 0. REQUIRES: all bytes < 0x80. */
+static uint64_t letters_mask(uint64_t v, unsigned char first) {
+    const uint64_t above = v + (0x80u - first) * kOnes;       /* high bit: byte >= first */
+    const uint64_t beyond = v + (0x80u - first - 26) * kOnes; /* high bit: byte > last */
+    return ((above & ~beyond) & kHighBits) >> 2;
+}
 
 /* Decodes the character at *at (REQUIRES *at < end) and moves past it. Never reads at or
  * beyond end. Malformed input (a stray continuation byte, a truncated or overlong
  * sequence, an encoded surrogate, a value beyond U+10FFFF) gives U+FFFD for the bytes
  * read so far, so every byte belongs to exactly one character, and sets *malformed. */
-static uint32_t utf8_decode(const unsigned char** at, const unsigned char* end, int* malformed) {
+static inline uint32_t utf8_decode(const unsigned char** at, const unsigned char* end,
+                                   int* malformed) {
     const unsigned char* p = *at;
     const unsigned lead = *p++;
     uint32_t c;
@@ -331,30 +392,117 @@ static void unicode_version_function(sqlite3_context* context, int argc, sqlite3
     sqlite3_result_text(context, SQLITE3_UNICODE_VERSION, -1, SQLITE_STATIC);
 }
 
+/* Makes room for `needed` bytes in a result that starts on the stack and moves to the heap
+ * when it outgrows it. Answers 0 when memory runs out (the buffer is then released). */
+static int reserve_result(unsigned char** out, size_t* capacity, const unsigned char* stack,
+                          size_t length, size_t needed) {
+    unsigned char* grown;
+    size_t next;
+    if (needed <= *capacity) {
+        return 1;
+    }
+    next = 2 * *capacity > needed ? 2 * *capacity : needed;
+    if (*out == stack) {
+        grown = sqlite3_malloc64(next);
+        if (grown != NULL) {
+            memcpy(grown, stack, length);
+        }
+    } else {
+        grown = sqlite3_realloc64(*out, next);
+        if (grown == NULL) {
+            sqlite3_free(*out);
+        }
+    }
+    *out = grown;
+    *capacity = next;
+    return grown != NULL;
+}
+
+static void release_result(unsigned char* out, const unsigned char* stack) {
+    if (out != stack) {
+        sqlite3_free(out);
+    }
+}
+
+static void set_result(sqlite3_context* context, unsigned char* out, const unsigned char* stack,
+                       size_t length) {
+    sqlite3_result_text(context, (char*)out, (int)length,
+                        out == stack ? SQLITE_TRANSIENT : sqlite3_free);
+}
+
 /* The functions are defined on UTF-16 units, and SQLite would convert a UTF-8 text to
  * UTF-16 and the result back. For valid UTF-8 mapping each code point of the plane
  * directly gives the same text (one BMP character is one unit, and characters beyond
  * the plane are never mapped) without the two conversions, which cost more than the
  * mapping. Malformed UTF-8 answers 0 and takes the UTF-16 path, so that its
- * replacement characters are SQLite's own. */
+ * replacement characters are SQLite's own.
+ *
+ * Results up to kStackResult bytes are built on the stack and copied by SQLite into the
+ * row's own memory (its lookaside for short texts), which costs less than a heap block
+ * per row; longer ones are built in a heap block that SQLite takes over. */
+enum { kStackResult = 1024 };
+
 static inline int case_function_utf8(sqlite3_context* context, const unsigned char* text,
-                                     size_t bytes, uint16_t (*map)(uint16_t)) {
+                                     size_t bytes, uint16_t (*map)(uint16_t),
+                                     const uint16_t* flat_map, int to_upper) {
     const unsigned char* p = text;
     const unsigned char* const end = text + bytes;
-    unsigned char* out = sqlite3_malloc64(3 * bytes + 1); /* a unit grows by 2 bytes at most */
+    unsigned char stack[kStackResult];
+    unsigned char* out = stack;
+    const size_t needed = 3 * bytes + 1; /* a unit grows by 2 bytes at most */
     size_t length = 0;
     int malformed = 0;
-    if (out == NULL) {
-        return 1; /* out of memory gives NULL, as on the UTF-16 path */
+    if (needed > sizeof stack) {
+        out = sqlite3_malloc64(needed);
+        if (out == NULL) {
+            sqlite3_result_error_nomem(context);
+            return 1;
+        }
     }
-    while (p < end && *p != 0) {
+    while (p < end) {
         uint32_t c;
+        if (end - p >= 8) {
+            const uint64_t v = load8(p);
+            if ((v & kHighBits) == 0 && ((v - kOnes) & ~v & kHighBits) == 0) {
+                /* Eight ASCII bytes, none zero. */
+                const uint64_t mapped =
+                    to_upper ? v ^ letters_mask(v, 'a') : v | letters_mask(v, 'A');
+                memcpy(out + length, &mapped, sizeof mapped);
+                length += 8;
+                p += 8;
+                continue;
+            }
+        }
+        if (*p == 0) {
+            break;
+        }
         if (*p < 0x80) {
-            out[length++] = (unsigned char)map(*p++);
+            out[length++] = (unsigned char)flat_map[*p++];
             continue;
         }
-        c = utf8_decode(&p, end, &malformed);
-        length += utf8_put(out + length, c < 0x10000 ? map((uint16_t)c) : c);
+        if (*p >= 0xC2 && *p <= 0xDF && end - p >= 2 && (p[1] & 0xC0u) == 0x80u) {
+            /* Two bytes: always well formed once the lead is C2..DF. */
+            c = flat_map[((p[0] & 0x1Fu) << 6) | (p[1] & 0x3Fu)];
+            p += 2;
+        } else {
+            c = utf8_decode(&p, end, &malformed);
+            if (c < kFlatLimit) {
+                c = flat_map[c];
+            } else if (c < 0x10000) {
+                c = map((uint16_t)c);
+            }
+        }
+        if (c < 0x800) {
+            if (c < 0x80) {
+                out[length++] = (unsigned char)c;
+            } else {
+                out[length] = (unsigned char)(0xC0 | (c >> 6));
+                out[length + 1] = (unsigned char)(0x80 | (c & 0x3F));
+                length += 2;
+            }
+        } else {
+            length += utf8_put(out + length, c);
+        }
     }
     while (p < end && !malformed) { /* after a zero: copied, still checked */
         const unsigned char* from = p;
@@ -363,51 +511,64 @@ static inline int case_function_utf8(sqlite3_context* context, const unsigned ch
         length += (size_t)(p - from);
     }
     if (malformed) {
-        sqlite3_free(out);
+        release_result(out, stack);
         return 0;
     }
-    sqlite3_result_text(context, (char*)out, (int)length, sqlite3_free);
+    set_result(context, out, stack, length);
     return 1;
 }
 
 static int unaccent_utf8(sqlite3_context* context, const unsigned char* text, size_t bytes) {
+    const flat_tables* t = flat_tables_ready();
     const unsigned char* p = text;
     const unsigned char* const end = text + bytes;
-    size_t capacity = 2 * bytes + 8;
-    unsigned char* out = sqlite3_malloc64(capacity);
+    unsigned char stack[kStackResult];
+    unsigned char* out = stack;
+    size_t capacity = sizeof stack;
     size_t length = 0;
     int malformed = 0;
     int mapping = 1;
-    if (out == NULL) {
-        return 1;
-    }
     while (p < end) {
         const unsigned char* from = p;
-        const uint32_t c = utf8_decode(&p, end, &malformed);
         const uint16_t* values = NULL;
+        uint32_t c;
         int n = 1;
         int i;
+        if (end - p >= 8) {
+            const uint64_t v = load8(p);
+            if ((v & kHighBits) == 0 && ((v - kOnes) & ~v & kHighBits) == 0) {
+                /* Eight ASCII bytes, none zero: unaccent keeps them. */
+                if (!reserve_result(&out, &capacity, stack, length, length + 8)) {
+                    sqlite3_result_error_nomem(context);
+                    return 1;
+                }
+                memcpy(out + length, p, 8);
+                length += 8;
+                p += 8;
+                continue;
+            }
+        }
+        c = utf8_decode(&p, end, &malformed);
         if (malformed) {
-            sqlite3_free(out);
+            release_result(out, stack);
             return 0;
         }
         mapping = mapping && c != 0;
-        if (!mapping || c < 0x80 || c > 0xFFFF ||
-            (sqlite3_unicode_unacc((uint16_t)c, &values, &n), n == 1 && values[0] == kIdentity)) {
+        if (mapping && c >= 0x80 && c <= 0xFFFF && (c >= kFlatLimit || t->unaccented[c])) {
+            sqlite3_unicode_unacc((uint16_t)c, &values, &n);
+        }
+        if (values == NULL || (n == 1 && values[0] == kIdentity)) {
+            if (!reserve_result(&out, &capacity, stack, length, length + (size_t)(p - from))) {
+                sqlite3_result_error_nomem(context);
+                return 1;
+            }
             memcpy(out + length, from, (size_t)(p - from));
             length += (size_t)(p - from);
             continue;
         }
-        if (length + 4 * (size_t)n + 1 > capacity) {
-            unsigned char* grown;
-            capacity = 2 * capacity + 4 * (size_t)n;
-            grown = sqlite3_realloc64(out, capacity);
-            if (grown == NULL) {
-                sqlite3_free(out);
-                sqlite3_result_error_nomem(context);
-                return 1;
-            }
-            out = grown;
+        if (!reserve_result(&out, &capacity, stack, length, length + 4 * (size_t)n)) {
+            sqlite3_result_error_nomem(context);
+            return 1;
         }
         for (i = 0; i < n; ++i) {
             uint32_t unit = values[i];
@@ -417,26 +578,54 @@ static int unaccent_utf8(sqlite3_context* context, const unsigned char* text, si
             length += utf8_put(out + length, unit);
         }
     }
-    sqlite3_result_text(context, (char*)out, (int)length, sqlite3_free);
+    set_result(context, out, stack, length);
     return 1;
 }
 
+/* Whether a failed text conversion of a non-NULL argument means memory ran out: every
+ * value but an empty blob needs memory to become text. */
+static int conversion_failed(sqlite3_value* value) {
+    return sqlite3_value_type(value) != SQLITE_BLOB || sqlite3_value_bytes(value) != 0;
+}
+
 /* The first argument as UTF-16 in native byte order and its length in code units, or NULL
-** when it is missing, NULL, or SQLite cannot convert it (out of memory). */
-static const uint16_t* text16_argument(int argc, sqlite3_value** argv, size_t* units) {
+** when it is missing or NULL, or when SQLite cannot convert it (out of memory, which is
+** then reported as the result). */
+static const uint16_t* text16_argument(sqlite3_context* context, int argc, sqlite3_value** argv,
+                                       size_t* units) {
     const uint16_t* text;
     if (argc < 1 || sqlite3_value_type(argv[0]) == SQLITE_NULL) {
         return NULL;
     }
     text = sqlite3_value_text16(argv[0]);
-    *units = text == NULL ? 0 : (size_t)sqlite3_value_bytes16(argv[0]) / 2;
+    if (text == NULL) {
+        if (conversion_failed(argv[0])) {
+            sqlite3_result_error_nomem(context);
+        }
+        return NULL;
+    }
+    *units = (size_t)sqlite3_value_bytes16(argv[0]) / 2;
+    return text;
+}
+
+/* The first argument as UTF-8, or NULL as for text16_argument. */
+static const unsigned char* text8_argument(sqlite3_context* context, int argc,
+                                           sqlite3_value** argv) {
+    const unsigned char* text;
+    if (argc < 1 || sqlite3_value_type(argv[0]) == SQLITE_NULL) {
+        return NULL;
+    }
+    text = sqlite3_value_text(argv[0]);
+    if (text == NULL && conversion_failed(argv[0])) {
+        sqlite3_result_error_nomem(context);
+    }
     return text;
 }
 
 static void case_function(sqlite3_context* context, int argc, sqlite3_value** argv) {
     const case_mapping* mapping = sqlite3_user_data(context);
     size_t units;
-    const uint16_t* text = text16_argument(argc, argv, &units);
+    const uint16_t* text = text16_argument(context, argc, argv, &units);
     uint16_t* copy;
     size_t i;
     if (text == NULL) {
@@ -444,6 +633,7 @@ static void case_function(sqlite3_context* context, int argc, sqlite3_value** ar
     }
     copy = sqlite3_malloc64((units + 1) * sizeof *copy);
     if (copy == NULL) {
+        sqlite3_result_error_nomem(context);
         return;
     }
     memcpy(copy, text, units * sizeof *copy);
@@ -456,7 +646,7 @@ static void case_function(sqlite3_context* context, int argc, sqlite3_value** ar
 
 static void unaccent_function(sqlite3_context* context, int argc, sqlite3_value** argv) {
     size_t units;
-    const uint16_t* text = text16_argument(argc, argv, &units);
+    const uint16_t* text = text16_argument(context, argc, argv, &units);
     size_t capacity;
     uint16_t* out;
     size_t i;
@@ -467,6 +657,7 @@ static void unaccent_function(sqlite3_context* context, int argc, sqlite3_value*
     capacity = units + 1;
     out = sqlite3_malloc64(capacity * sizeof *out);
     if (out == NULL) {
+        sqlite3_result_error_nomem(context);
         return;
     }
     for (i = 0; i < units && text[i] != 0; ++i) {
@@ -501,22 +692,22 @@ static void unaccent_function(sqlite3_context* context, int argc, sqlite3_value*
  * UTF-8 database, where they skip the UTF-16 round trip for valid text. */
 static void case_function_for_utf8(sqlite3_context* context, int argc, sqlite3_value** argv) {
     const case_mapping* mapping = sqlite3_user_data(context);
-    const unsigned char* text;
-    if (argc < 1 || sqlite3_value_type(argv[0]) == SQLITE_NULL) {
-        return;
-    }
-    text = sqlite3_value_text(argv[0]);
+    const unsigned char* text = text8_argument(context, argc, argv);
     if (text == NULL) {
         return;
     }
     {
         const size_t bytes = (size_t)sqlite3_value_bytes(argv[0]);
+        const flat_tables* t = flat_tables_ready();
         /* One call site per mapping, so that each loop inlines its table lookup. */
         const int done =
-            mapping == &kFold    ? case_function_utf8(context, text, bytes, sqlite3_unicode_fold)
-            : mapping == &kLower ? case_function_utf8(context, text, bytes, sqlite3_unicode_lower)
-            : mapping == &kUpper ? case_function_utf8(context, text, bytes, sqlite3_unicode_upper)
-                                 : case_function_utf8(context, text, bytes, sqlite3_unicode_title);
+            mapping == &kFold
+                ? case_function_utf8(context, text, bytes, sqlite3_unicode_fold, t->fold, 0)
+            : mapping == &kLower
+                ? case_function_utf8(context, text, bytes, sqlite3_unicode_lower, t->lower, 0)
+            : mapping == &kUpper
+                ? case_function_utf8(context, text, bytes, sqlite3_unicode_upper, t->upper, 1)
+                : case_function_utf8(context, text, bytes, sqlite3_unicode_title, t->title, 1);
         if (done) {
             return;
         }
@@ -525,11 +716,7 @@ static void case_function_for_utf8(sqlite3_context* context, int argc, sqlite3_v
 }
 
 static void unaccent_function_for_utf8(sqlite3_context* context, int argc, sqlite3_value** argv) {
-    const unsigned char* text;
-    if (argc < 1 || sqlite3_value_type(argv[0]) == SQLITE_NULL) {
-        return;
-    }
-    text = sqlite3_value_text(argv[0]);
+    const unsigned char* text = text8_argument(context, argc, argv);
     if (text == NULL || unaccent_utf8(context, text, (size_t)sqlite3_value_bytes(argv[0]))) {
         return;
     }
@@ -544,18 +731,69 @@ static uint16_t unit_at(const unsigned char* text, size_t i) {
     return unit;
 }
 
+/* What NOCASE compares, by table for the characters below U+0800. */
+static int reduced_fast(const flat_tables* t, uint32_t c) {
+    return (int)(c < kFlatLimit ? t->reduced[c] : reduced(c));
+}
+
+/* Identical bytes decode to identical characters, so the UTF-8 comparison skips the
+ * common prefix and resumes at the start of the character holding its last byte (found by
+ * stepping back over continuation bytes: a lead byte always starts a character). From
+ * there it compares character by character as the definition says, ASCII pairs without
+ * decoding. */
+static int collate_utf8(const flat_tables* t, const unsigned char* a, int length1,
+                        const unsigned char* b, int length2) {
+    const size_t shorter = (size_t)(length1 < length2 ? length1 : length2);
+    const unsigned char* const a_end = a + length1;
+    const unsigned char* const b_end = b + length2;
+    size_t same = 0;
+    while (same + 8 <= shorter && load8(a + same) == load8(b + same)) {
+        same += 8;
+    }
+    while (same < shorter && a[same] == b[same]) {
+        ++same;
+    }
+    if (same > 0) {
+        size_t start = same - 1;
+        while (start > 0 && (a[start] & 0xC0u) == 0x80u) {
+            --start;
+        }
+        a += start;
+        b += start;
+    }
+    {
+        const unsigned char* const a_limit = a_end - length1 + shorter;
+        const unsigned char* const b_limit = b_end - length2 + shorter;
+        while (a < a_limit && b < b_limit) {
+            int ra;
+            int rb;
+            if (*a < 0x80 && *b < 0x80) {
+                ra = t->reduced[*a++];
+                rb = t->reduced[*b++];
+            } else {
+                ra = reduced_fast(t, utf8_next(&a, a_end));
+                rb = reduced_fast(t, utf8_next(&b, b_end));
+            }
+            if (ra != rb) {
+                return ra - rb;
+            }
+        }
+    }
+    return length1 - length2;
+}
+
 int sqlite3_unicode_collate(void* encoding, int length1, const void* text1, int length2,
                             const void* text2) {
+    const flat_tables* t = flat_tables_ready();
     const unsigned char* a = text1;
     const unsigned char* b = text2;
-    const int shorter = length1 < length2 ? length1 : length2;
     if ((intptr_t)encoding == SQLITE_UTF16) {
-        const size_t steps = (size_t)shorter / 2;
+        const size_t steps = (size_t)(length1 < length2 ? length1 : length2) / 2;
         size_t i;
         for (i = 0; i < steps; ++i) {
             const uint16_t ua = unit_at(a, i);
-            const int ra = (int)reduced(ua);
-            const int rb = (int)reduced(unit_at(b, i));
+            const int ra = reduced_fast(t, ua);
+            const int rb = reduced_fast(t, unit_at(b, i));
             if (ra != rb) {
                 return ra - rb;
             }
@@ -563,20 +801,9 @@ int sqlite3_unicode_collate(void* encoding, int length1, const void* text1, int 
                 break;
             }
         }
-    } else {
-        const unsigned char* const a_end = a + length1;
-        const unsigned char* const b_end = b + length2;
-        const unsigned char* const a_limit = a + shorter;
-        const unsigned char* const b_limit = b + shorter;
-        while (a < a_limit && b < b_limit) {
-            const int ra = (int)reduced(utf8_next(&a, a_end));
-            const int rb = (int)reduced(utf8_next(&b, b_end));
-            if (ra != rb) {
-                return ra - rb;
-            }
-        }
+        return length1 - length2;
     }
-    return length1 - length2;
+    return collate_utf8(t, a, length1, b, length2);
 }
 
 /* --- Registration -------------------------------------------------------------- */
@@ -613,6 +840,7 @@ static const function_row kUtf8Functions[] = {
 int sqlite3_unicode_init(sqlite3* db) {
     size_t i;
     int rc;
+    flat_tables_ready();
     for (i = 0; i < sizeof kFunctions / sizeof kFunctions[0]; ++i) {
         const function_row* row = &kFunctions[i];
         rc = sqlite3_create_function(db, row->name, row->arguments, SQLITE_ANY,
@@ -629,11 +857,13 @@ int sqlite3_unicode_init(sqlite3* db) {
             return rc;
         }
     }
-    (void)sqlite3_create_collation(db, "NOCASE", SQLITE_UTF8, (void*)(intptr_t)SQLITE_UTF8,
-                                   sqlite3_unicode_collate);
-    rc = sqlite3_create_collation(db, "NOCASE", SQLITE_UTF16, (void*)(intptr_t)SQLITE_UTF16,
+    rc = sqlite3_create_collation(db, "NOCASE", SQLITE_UTF8, (void*)(intptr_t)SQLITE_UTF8,
                                   sqlite3_unicode_collate);
-    return rc;
+    if (rc != SQLITE_OK) {
+        return rc;
+    }
+    return sqlite3_create_collation(db, "NOCASE", SQLITE_UTF16, (void*)(intptr_t)SQLITE_UTF16,
+                                    sqlite3_unicode_collate);
 }
 
 /* The shape SQLite calls automatic extensions with. */

@@ -19,6 +19,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -147,5 +148,25 @@ std::string escapeForTaskService(std::string_view text);
 // line feed, then "&lt;", "&gt;", "%7B", "%7D", "%5B" and "%5D", each back to its
 // character (no general percent decoding).
 std::string unescapeForTaskService(std::string_view text);
+
+// --- Regular expressions (ICU syntax) ------------------------------------------------------
+// Compiled expressions are cached per thread. An expression that does not compile, or whose
+// match runs past the engine's time limit, matches nothing.
+
+// The platform's option bits; CaseInsensitive is 2.
+enum class RegexOptions : std::uint32_t { None = 0, CaseInsensitive = 2 };
+
+// The text of capture group `capture` (0: the whole match) of the first match within the
+// byte range of the text (none: all of it); empty text for a group that took no part.
+// Nothing when there is no match, the range starts past the end, or no such group exists.
+std::optional<std::string> stringByMatching(std::string_view text, std::string_view pattern,
+                                            RegexOptions options = RegexOptions::None,
+                                            std::optional<Range> range = std::nullopt,
+                                            int capture = 0);
+// The first match: the whole match followed by each capture group's text (empty for a
+// group that took no part); an empty list when nothing matches.
+std::vector<std::string> captureComponentsMatchedByRegex(std::string_view text,
+                                                         std::string_view pattern,
+                                                         RegexOptions options = RegexOptions::None);
 
 }  // namespace velmora

@@ -1,11 +1,10 @@
-// The date category's cost per call, with its per-thread calendar from VelmoraDAO, and the
-// design not taken: a calendar built for each call. Clock, zone and locale are pinned
+// The date category's cost per call, with its per-thread calendar from VelmoraDAO, against
+// ICU used directly (IcuCalendarPeers.cpp) and the design not taken: a calendar built for
+// each call. Clock, zone and locale are pinned
 // (America/New_York, en_US), so runs compare.
 #include <cmath>
 #include <cstdlib>
-#include <filesystem>
 #include <string>
-#include <system_error>
 
 #include <benchmark/benchmark.h>
 
@@ -16,38 +15,15 @@
 #include "Velmora/services/DayBoundaries.h"
 #include "Velmora/services/VelmoraDAO.h"
 
+#include "bench/dates/PinnedBenchSetting.h"
+
 namespace {
 
 using namespace velmora;
 
-// The shared-services object reads the user's defaults; a benchmark run gets a home of
-// its own so that it reads and writes nothing of the user's.
-class PinnedSetting {
-  public:
-    PinnedSetting() {
-        std::string pattern =
-            (std::filesystem::temp_directory_path() / "velmora-dates-bench-XXXXXX").string();
-        if (::mkdtemp(pattern.data()) != nullptr) {
-            home_ = pattern;
-            ::setenv("VELMORA_HOME", pattern.c_str(), 1);
-        }
-        TimeZone::setSystemTimeZone(TimeZone::named("America/New_York").value());
-        Locale::setCurrent(Locale("en_US"));
-        Clock::setNowForTesting(Date(1710086400));  // 2024-03-10 16:00 UTC, the spring change
-    }
-    ~PinnedSetting() {
-        std::error_code ignored;
-        std::filesystem::remove_all(home_, ignored);
-    }
-    PinnedSetting(const PinnedSetting&) = delete;
-    PinnedSetting& operator=(const PinnedSetting&) = delete;
-
-  private:
-    std::filesystem::path home_;
-};
-
 void pin() {
-    static PinnedSetting setting;
+    // 2024-03-10 16:00 UTC, the spring change.
+    static const bench::PinnedBenchSetting setting("America/New_York", "en_US", Date(1710086400));
     VelmoraDAO::getSharedInstance();
 }
 

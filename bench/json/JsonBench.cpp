@@ -16,6 +16,7 @@
 #include <benchmark/benchmark.h>
 
 #include "Velmora/json/VLJson.h"
+#include "Velmora/json/VLJsonNumber.h"
 #include "Velmora/json/VLJsonStreamParser.h"
 #include "Velmora/json/VLJsonStreamWriter.h"
 
@@ -33,7 +34,7 @@ struct EventCounter : VLJsonStreamParserDelegate {
     void parserFoundArrayEnd(VLJsonStreamParser&) override { ++events; }
     void parserFoundBoolean(VLJsonStreamParser&, bool) override { ++events; }
     void parserFoundNull(VLJsonStreamParser&) override { ++events; }
-    void parserFoundNumber(VLJsonStreamParser&, const Value&) override { ++events; }
+    void parserFoundNumber(VLJsonStreamParser&, const VLJsonNumber&) override { ++events; }
     void parserFoundString(VLJsonStreamParser&, std::string_view) override { ++events; }
     std::size_t events = 0;
 };

@@ -1,6 +1,7 @@
-// todo: loads tasks from a JSON file, classifies their due dates against today, keeps
-// them in a locked array sorted by due date, prints them, and saves them back as JSON with
-// each task's class. A consumer of the installed Velmora, built with CMake or pkg-config.
+// todo: loads tasks from a JSON file, classifies their due dates against today, sorts them
+// by due date, keeps them in a result list with one section per class, prints it, and
+// saves the tasks back as JSON with each one's class. A consumer of the installed Velmora,
+// built with CMake or pkg-config.
 //
 //   todo tasks.json [out.json]
 #include <cstdio>
@@ -10,6 +11,7 @@
 #include <sstream>
 #include <string>
 
+#include "Velmora/collections/FetchedResultList.h"
 #include "Velmora/collections/NSMutableLockArray.h"
 #include "Velmora/dates/NSDate+Extras.h"
 #include "Velmora/json/VLJson.h"
@@ -42,6 +44,9 @@ std::optional<Date> dueDate(const Value& due) {
     }
     return getDateByUsingDay(day, month, year);
 }
+
+// The sections of the list, in the order they are shown.
+const char* const kClasses[] = {"overdue", "today", "tomorrow", "this month", "later", "someday"};
 
 std::string classify(std::optional<Date> due) {
     if (!due) {
@@ -92,14 +97,38 @@ int main(int argc, char** argv) {
     const SortDescriptor byDue[] = {{"dueTime", true}};
     tasks.lockSortUsingDescriptors(byDue);
 
-    Value saved = Value::makeArray();
-    for (const Value& task : tasks.lockCreateArrayCopy()) {
-        Dictionary& fields = *task.asDictionary();
-        std::printf("%-10s  %s\n", fields.get("class").stringValue().c_str(),
-                    fields.get("title").stringValue().c_str());
-        fields.remove("dueTime");
-        saved.asArray()->push_back(task);
+    const Array sorted = tasks.lockCreateArrayCopy();
+    const auto list = FetchedResultList::create();
+    for (const char* name : kClasses) {
+        Array items;
+        for (const Value& task : sorted) {
+            if (task.asDictionary()->get("class").stringValue() == name) {
+                items.push_back(task);
+            }
+        }
+        if (!items.empty()) {
+            list->allFetchedSections()->lockAddObject(Value(name));
+            list->allFetchedSectionItems()->lockAddObject(Value(std::move(items)));
+        }
     }
+
+    Value saved = Value::makeArray();
+    const auto sections = list->allFetchedSections()->lockCreateArrayCopy();
+    const auto sectionItems = list->allFetchedSectionItems();
+    for (std::size_t section = 0; section < sections.size(); ++section) {
+        std::printf("%s\n", sections[section].stringValue().c_str());
+        const Array* items = FetchedResultList::itemsOfSection(*sectionItems, section);
+        if (items == nullptr) {
+            continue;
+        }
+        for (const Value& task : *items) {
+            Dictionary& fields = *task.asDictionary();
+            std::printf("  %s\n", fields.get("title").stringValue().c_str());
+            fields.remove("dueTime");
+            saved.asArray()->push_back(task);
+        }
+    }
+    std::printf("%zu tasks in %zu sections\n", list->allFetchedItemsCount(), sections.size());
     if (argc == 3) {
         const std::optional<std::string> json =
             writeJson(saved, {.humanReadable = true, .sortKeys = true}, &error);

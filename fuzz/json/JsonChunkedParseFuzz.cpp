@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Velmora/json/VLJsonNumber.h"
 #include "Velmora/json/VLJsonStreamParser.h"
 #include "Velmora/platform/foundation/Value.h"
 
@@ -25,7 +26,8 @@ struct Recorder : VLJsonStreamParserDelegate {
         events += value ? "T" : "F";
     }
     void parserFoundNull(VLJsonStreamParser&) override { events += "N"; }
-    void parserFoundNumber(VLJsonStreamParser&, const Value& number) override {
+    void parserFoundNumber(VLJsonStreamParser&, const VLJsonNumber& text) override {
+        const Value number = text.value();
         events += "n" + std::to_string(static_cast<int>(number.kind())) + number.description();
     }
     void parserFoundString(VLJsonStreamParser&, std::string_view string) override {

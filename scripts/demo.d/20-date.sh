@@ -11,3 +11,10 @@ run date from-syncable 1710493200 --tz Europe/Berlin
 run date from-absolute 1710504000 --tz Pacific/Kiritimati
 run date relative 2024-03-10T10:30:00-04:00 "${pin[@]}"
 run date grid 2024-02-14 --week-start 2 "${pin[@]}"
+# Quick entry, pinned to a Monday 10:00 in Berlin with a 24-hour clock.
+quick=(--now 2026-11-23T10:00:00+01:00 --tz Europe/Berlin --locale en_GB --24h)
+run date parse "${quick[@]}" --explain tom "3d 5pm" "mon 9" "mon 9am" "next week" \
+    "buy milk dec 24" "15th, 17" "24 12 1730" "0530pm" "buy milk"
+run date parse --now 2026-11-23T10:00:00+01:00 --tz America/New_York --locale en_US --12h \
+    "12/24/2026 5pm" "24/12/2026" "15th 5pm"
+run date detect "${quick[@]}" "lunch next friday at 1pm, call 3-5pm; flight 2026-12-24T09:30:00Z"

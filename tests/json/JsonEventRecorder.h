@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Velmora/json/VLJsonNumber.h"
 #include "Velmora/json/VLJsonStreamParser.h"
 #include "Velmora/platform/foundation/Value.h"
 
@@ -22,7 +23,8 @@ struct JsonEventRecorder : VLJsonStreamParserDelegate {
         events.push_back(value ? "true" : "false");
     }
     void parserFoundNull(VLJsonStreamParser&) override { events.push_back("null"); }
-    void parserFoundNumber(VLJsonStreamParser&, const Value& number) override {
+    void parserFoundNumber(VLJsonStreamParser&, const VLJsonNumber& text) override {
+        const Value number = text.value();
         const char* kind = number.kind() == Value::Kind::Int      ? "int:"
                            : number.kind() == Value::Kind::Double ? "double:"
                                                                   : "decimal:";

@@ -104,6 +104,30 @@ TEST(VLJsonStreamParser, NumberRulesPickIntegerDoubleOrDecimalByLength) {
     EXPECT_EQ(outcome.events, expected);
 }
 
+// Fault pinned: short reals out of range came out as 0 ("[1e309]" was written [0]),
+// because the conversion left its result alone where strtod answers an infinity.
+TEST(VLJsonStreamParser, ShortRealsOutOfRangeBecomeInfinitiesOrZeros) {
+    const auto outcome = parseWhole("[1e309, -1e309, 2e308, 1E400, 1e-400, -1e309, 0e999]");
+    const Events expected{"[",        "double:inf",  "double:-inf", "double:inf", "double:inf",
+                          "double:0", "double:-inf", "double:0",    "]"};
+    EXPECT_EQ(outcome.events, expected);
+}
+
+TEST(VLJsonStreamParser, OffsetCountsFromTheFirstByteEverParsed) {
+    JsonEventRecorder recorder;
+    VLJsonStreamParser parser;
+    parser.setDelegate(&recorder);
+    EXPECT_EQ(parser.parse("[1, 2,"), VLJsonParserStatus::WaitingForData);
+    EXPECT_EQ(parser.parse(" 3, \"x\" "), VLJsonParserStatus::WaitingForData);
+    EXPECT_EQ(parser.parse(" }"), VLJsonParserStatus::Error);
+    // The error text keeps its own offsets; offset() places the fault in the stream.
+    EXPECT_EQ(parser.offset(), 15u);
+    VLJsonStreamParser complete;
+    EXPECT_EQ(complete.parse("  {\"a\""), VLJsonParserStatus::WaitingForData);
+    EXPECT_EQ(complete.parse(":1} [2]"), VLJsonParserStatus::Complete);
+    EXPECT_EQ(complete.offset(), 8u);  // the closing brace
+}
+
 TEST(VLJsonStreamParser, DeliversOnlyWhatHasArrived) {
     JsonEventRecorder recorder;
     VLJsonStreamParser parser;

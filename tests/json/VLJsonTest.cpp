@@ -54,6 +54,45 @@ TEST(VLJson, WriteThenParseRoundTrips) {
     EXPECT_EQ(error, "JSON serialisation not supported for Date");
 }
 
+// Fault pinned: "[1e309,-1e309,2e308,1E400]" read back and written as [0,0,0,0].
+TEST(VLJson, InfinitiesReadAreRefusedByTheWriter) {
+    const struct {
+        const char* text;
+        const char* error;
+    } cases[] = {
+        {"[1e309]", "+Infinity is not a valid number in JSON"},
+        {"[-1e309]", "-Infinity is not a valid number in JSON"},
+        {"[2e308, 1]", "+Infinity is not a valid number in JSON"},
+        {"{\"a\": 1E400}", "+Infinity is not a valid number in JSON"},
+    };
+    for (const auto& c : cases) {
+        const auto value = parseJson(c.text);
+        ASSERT_TRUE(value.has_value()) << c.text;
+        std::string error;
+        EXPECT_FALSE(writeJson(*value, {}, &error).has_value()) << c.text;
+        EXPECT_EQ(error, c.error) << c.text;
+    }
+    EXPECT_EQ(writeJson(*parseJson("[1e-400, 1e308]")), "[0,1e+308]");
+}
+
+TEST(VLJsonStreamParserAdapter, RecurringKeysShareOneString) {
+    std::string text = R"([{"name": 1, "n": 2}, {"name": 3, "n": 4})";
+    // More distinct keys than the adapter keeps: the keys stay right after it lets go.
+    for (int i = 0; i < 5000; ++i) {
+        text += R"(, {"k)" + std::to_string(i) + R"(": )" + std::to_string(i) + "}";
+    }
+    text += R"(, {"name": 5}])";
+    const auto value = parseJson(text);
+    ASSERT_TRUE(value.has_value());
+    const Array& records = *value->asArray();
+    ASSERT_EQ(records.size(), 5003u);
+    const Value& first = records[0].asDictionary()->entryAt(0).key;
+    EXPECT_TRUE(first.isIdenticalTo(records[1].asDictionary()->entryAt(0).key));
+    EXPECT_EQ(records[4001].asDictionary()->entryAt(0).key, Value("k3999"));
+    EXPECT_EQ(records[5002], Value(Dictionary{{"name", 5}}));
+    EXPECT_EQ(records[1], Value(Dictionary{{"name", 3}, {"n", 4}}));
+}
+
 struct Collected : VLJsonStreamParserAdapterDelegate {
     void parserFoundArray(VLJsonStreamParser&, const Value& array) override {
         items.push_back(array);

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -106,7 +107,7 @@ TEST(VLJsonTokeniser, DecodesEscapesIncludingTheDeliberateQuirks) {
     }
 }
 
-TEST(VLJsonTokeniser, IncompleteTokensWaitAndAreRescannedWhole) {
+TEST(VLJsonTokeniser, IncompleteTokensWaitAndResume) {
     const char* pieces[][2] = {
         {"\"abc", "def\""},
         {"\"a\\", "n\""},
@@ -119,6 +120,16 @@ TEST(VLJsonTokeniser, IncompleteTokensWaitAndAreRescannedWhole) {
         {"1.", "5 "},
         {"1e", "+5 "},
         {"1.5e-", "3 "},
+        {"1.5e", "-3 "},
+        {"-0", ".5 "},
+        {"0", "1 "},
+        {"-", "-1 "},
+        {"1.", "e5 "},
+        {"1e", "x "},
+        {"1e+", "+ "},
+        {"\"a\\u00", "4G\""},
+        {"\"\xC3", "\xA9\""},
+        {"\"\\", "x\""},
     };
     for (const auto& piece : pieces) {
         VLJsonTokeniser whole;
@@ -133,6 +144,82 @@ TEST(VLJsonTokeniser, IncompleteTokensWaitAndAreRescannedWhole) {
         split.appendData(piece[1]);
         EXPECT_EQ(split.next(), expected) << piece[0];
         EXPECT_EQ(split.tokenView(), expectedText) << piece[0];
+        EXPECT_EQ(split.error(), whole.error()) << piece[0];
+    }
+}
+
+// Fault pinned: a token cut by every chunk boundary was rescanned from its start each
+// time, so a long string or number in many chunks took time quadratic in its length.
+TEST(VLJsonTokeniser, LongTokensInManyChunksAreScannedOnce) {
+    constexpr std::size_t kLength = 1 << 20;
+    constexpr std::size_t kChunk = 100;
+    const std::string texts[] = {
+        "\"" + std::string(kLength, 'x') + "\\n\" ",
+        "-" + std::string(kLength, '7') + "." + std::string(kLength, '1') + "e+" +
+            std::string(kLength, '2') + " ",
+    };
+    const VLJsonToken kinds[] = {VLJsonToken::EncodedString, VLJsonToken::Real};
+    for (std::size_t k = 0; k < 2; ++k) {
+        const std::string& text = texts[k];
+        VLJsonTokeniser tokeniser;
+        VLJsonToken token = VLJsonToken::Eof;
+        std::size_t largest = 0;
+        for (std::size_t offset = 0; offset < text.size() && token == VLJsonToken::Eof;
+             offset += kChunk) {
+            tokeniser.appendData(std::string_view(text).substr(offset, kChunk));
+            token = tokeniser.next();
+            largest = std::max(largest, tokeniser.capacity());
+        }
+        ASSERT_EQ(token, kinds[k]);
+        EXPECT_EQ(tokeniser.tokenLength(), text.size() - 1);
+        // Each byte once; a chunk boundary inside an escape may re-read that escape.
+        EXPECT_LE(tokeniser.scannedBytes(), text.size() + 2 * text.size() / kChunk);
+        // The buffer grows by doubling around the token, no further.
+        EXPECT_LE(largest, 4 * text.size());
+    }
+}
+
+// Fault pinned: the whole consumed input stayed in the buffer until the token in
+// progress ended, and every append moved the pending bytes.
+TEST(VLJsonTokeniser, BufferStaysSmallWhileManyShortTokensStream) {
+    VLJsonTokeniser tokeniser;
+    const std::string chunk = [] {
+        std::string text;
+        while (text.size() < 4000) {
+            text += "[], 12.5, \"ab\", ";
+        }
+        return text;
+    }();
+    std::size_t tokens = 0;
+    for (int i = 0; i < 2000; ++i) {
+        tokeniser.appendData(chunk);
+        while (tokeniser.next() > VLJsonToken::Error) {
+            ++tokens;
+        }
+    }
+    EXPECT_GT(tokens, 2000u * 1000u);
+    EXPECT_LE(tokeniser.capacity(), 4 * chunk.size() + 4096);
+    EXPECT_EQ(tokeniser.streamOffset(), 2000 * chunk.size());
+}
+
+// Digits are scanned eight at a time: runs of every length up to three words, ended by
+// the bytes on either side of the digits and by bytes whose low bits look like digits.
+TEST(VLJsonTokeniser, DigitRunsOfEveryLengthEndWhereTheDigitsEnd) {
+    const char terminators[] = {'/', ':', ' ', ',', ']', '\xB5', '\x10', 'p'};
+    for (std::size_t length = 1; length <= 24; ++length) {
+        for (const char terminator : terminators) {
+            std::string digits(length, '7');
+            digits[0] = '1';
+            for (const std::string& number :
+                 {digits, "-" + digits, digits + ".5" + digits, "0." + digits + "e-" + digits}) {
+                VLJsonTokeniser tokeniser;
+                tokeniser.appendData(number + terminator + "9999999999");
+                const VLJsonToken token = tokeniser.next();
+                ASSERT_TRUE(token == VLJsonToken::Integer || token == VLJsonToken::Real)
+                    << number << tokeniser.error();
+                EXPECT_EQ(tokeniser.tokenView(), number) << int(terminator);
+            }
+        }
     }
 }
 

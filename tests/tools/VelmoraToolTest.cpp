@@ -233,5 +233,30 @@ TEST(VelmoraToolTest, ImagesAreWrittenOnlyToFilesAndNewPaths) {
     EXPECT_EQ(names, (std::vector<std::string>{"link.png", "out.png"}));
 }
 
+TEST(VelmoraToolTest, QuickEntryParseAndDetect) {
+    const std::vector<std::string> pin{
+        "--now", "2026-11-23T10:00:00+01:00", "--tz", "Europe/Berlin", "--locale", "en_GB",
+        "--24h"};
+    auto with = [&](std::vector<std::string> words) {
+        words.insert(words.end(), pin.begin(), pin.end());
+        return words;
+    };
+    expectRuns({
+        {with({"date", "parse", "tom", "mon 9", "buy milk"}), 0,
+         "2026-11-24 00:00\n2026-11-30 09:00\n-\n", ""},
+        {with(
+             {"date", "parse", "--explain", "3d 5pm", "next week", "dec 24", "15th, 17", "0530pm"}),
+         0,
+         "2026-11-26 17:00\tcompact\n2026-11-30 00:00\tkeyword\n2026-12-24 00:00\tdetector\n"
+         "2026-11-15 17:00\tordinal dd'th' HH\n2026-11-23 17:30\tpattern hhmma\n",
+         ""},
+        {with({"date", "detect", "call 3-5pm; lunch next friday at 1pm"}), 0,
+         "5-10\t3-5pm\t2026-11-23 15:00\t7200s\n18-36\tnext friday at 1pm\t2026-11-27 13:00\n", ""},
+        {with({"date", "parse", "--12h", "x"}), 2, "",
+         "error: velmora date parse: --24h and --12h exclude each other\n"},
+        {{"date", "detect"}, 2, "", "error: velmora date detect: TEXT is required\n"},
+    });
+}
+
 }  // namespace
 }  // namespace velmora::testing

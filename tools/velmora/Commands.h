@@ -16,5 +16,6 @@ void addJsonCommand(CLI::App& app, int& exitCode);
 void addImageCommand(CLI::App& app, int& exitCode);
 // filter, blend and filters, under the image group.
 void addImageFilterCommands(CLI::App& image);
+void addDiffCommand(CLI::App& app, int& exitCode);
 
 }  // namespace velmora::tool

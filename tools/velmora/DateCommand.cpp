@@ -110,16 +110,7 @@ CLI::App* addSubcommand(CLI::App& parent, const char* name, const char* descript
                         const std::shared_ptr<DateOptions>& options,
                         std::function<std::string(DateOptions&)> run) {
     CLI::App* command = parent.add_subcommand(name, description);
-    command->add_option("--now", options->settings.now,
-                        "Pin the clock to this instant (ISO 8601 with offset, such as "
-                        "2024-03-10T12:00:00-05:00)");
-    command->add_option("--tz", options->settings.zone, "Pin the system time zone (IANA name)");
-    command->add_option("--locale", options->settings.locale,
-                        "Pin the current locale (such as en_US, de_DE)");
-    command
-        ->add_option("--week-start", options->settings.weekStart,
-                     "First day of the week: 0 the locale's, 1 Sunday ... 7 Saturday")
-        ->transform(integerIn(0, 7));
+    addDateSettingsOptions(*command, options->settings);
     command->callback([options, run = std::move(run)] {
         std::string error;
         const std::optional<DateSession> session = DateSession::start(options->settings, error);
@@ -231,6 +222,8 @@ void addDateCommand(CLI::App& app, int& /*exitCode*/) {
                   }))
         ->add_option("DATE", grid->date, "ISO 8601 date")
         ->required();
+
+    addDateParseCommands(*date);
 }
 
 }  // namespace velmora::tool

@@ -308,4 +308,17 @@ DateSession::~DateSession() {
     }
 }
 
+void addDateSettingsOptions(CLI::App& command, DateSettings& settings) {
+    command.add_option("--now", settings.now,
+                       "Pin the clock to this instant (ISO 8601 with offset, such as "
+                       "2024-03-10T12:00:00-05:00)");
+    command.add_option("--tz", settings.zone, "Pin the system time zone (IANA name)");
+    command.add_option("--locale", settings.locale,
+                       "Pin the current locale (such as en_US, de_DE)");
+    command
+        .add_option("--week-start", settings.weekStart,
+                    "First day of the week: 0 the locale's, 1 Sunday ... 7 Saturday")
+        ->transform(integerIn(0, 7));
+}
+
 }  // namespace velmora::tool

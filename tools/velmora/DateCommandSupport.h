@@ -9,6 +9,7 @@
 //   std::optional<DateSession> session = DateSession::start(settings, error);
 //   std::cout << isoText(Date::now()) << '\n';
 
+#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -60,5 +61,11 @@ class DateSession {
 
     std::filesystem::path home_;  // empty once moved from
 };
+
+// Adds --now, --tz, --locale and --week-start, which every date subcommand takes.
+void addDateSettingsOptions(CLI::App& command, DateSettings& settings);
+
+// `velmora date parse` and `velmora date detect` (DateCommandParse.cpp).
+void addDateParseCommands(CLI::App& date);
 
 }  // namespace velmora::tool

@@ -24,6 +24,7 @@ int main(int argc, char** argv) {
     velmora::tool::addSqlCommand(app, exitCode);
     velmora::tool::addJsonCommand(app, exitCode);
     velmora::tool::addImageCommand(app, exitCode);
+    velmora::tool::addDiffCommand(app, exitCode);
 
     return velmora::tool::runTool(app, argc, argv, exitCode);
 }

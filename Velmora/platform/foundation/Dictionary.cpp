@@ -1,6 +1,8 @@
 #include "Velmora/platform/foundation/Dictionary.h"
 
+#include <algorithm>
 #include <bit>
+#include <cstring>
 
 namespace velmora {
 namespace {
@@ -11,6 +13,30 @@ std::size_t mix(std::size_t h) {
     h *= 0xff51afd7ed558ccdULL;
     h ^= h >> 33;
     return h;
+}
+
+// A cheap stand-in for the hash while a dictionary is small: equal keys get equal tags, and
+// strings (most keys) are tagged from their length and their first and last eight bytes
+// instead of being hashed whole.
+std::uint32_t smallTag(const Value& key) {
+    const std::string* text = key.asString();
+    if (text == nullptr) {
+        return static_cast<std::uint32_t>(mix(key.hash()));
+    }
+    const char* bytes = text->data();
+    const std::size_t size = text->size();
+    std::uint64_t head = 0;
+    std::uint64_t tail = 0;
+    if (size >= 8) {
+        std::memcpy(&head, bytes, 8);
+        std::memcpy(&tail, bytes + size - 8, 8);
+    } else {
+        for (std::size_t i = 0; i < size; ++i) {
+            head = (head << 8) | static_cast<unsigned char>(bytes[i]);
+        }
+    }
+    const std::uint64_t folded = head ^ (tail >> 1) ^ (static_cast<std::uint64_t>(size) << 56);
+    return static_cast<std::uint32_t>(folded ^ (folded >> 32));
 }
 
 }  // namespace
@@ -24,18 +50,32 @@ Dictionary::Dictionary(std::initializer_list<Entry> entries) {
 
 void Dictionary::reserve(std::size_t count) {
     entries_.reserve(count);
-    hashes_.reserve(count);
+    if (count > kIndexThreshold) {
+        hashes_.reserve(count);
+    }
 }
 
-std::size_t Dictionary::findPosition(const Value& key, std::size_t hash) const {
-    if (slots_.empty()) {
-        for (std::size_t i = 0; i < entries_.size(); ++i) {
-            if (hashes_[i] == hash && entries_[i].key.isEqual(key)) {
-                return i;
-            }
+std::size_t Dictionary::findPosition(const Value& key) const {
+    return slots_.empty() ? findSmall(key, smallTag(key)) : findIndexed(key, key.hash());
+}
+
+std::size_t Dictionary::findSmall(const Value& key, std::uint32_t tag) const {
+    const std::string* text = key.asString();
+    for (std::size_t i = 0; i < entries_.size(); ++i) {
+        if (tags_[i] != tag) {
+            continue;
         }
-        return kNoPosition;
+        // Strings compared here, everything else by Value's equality.
+        const std::string* entryText = entries_[i].key.asString();
+        if (text != nullptr && entryText != nullptr ? *text == *entryText
+                                                    : entries_[i].key.isEqual(key)) {
+            return i;
+        }
     }
+    return kNoPosition;
+}
+
+std::size_t Dictionary::findIndexed(const Value& key, std::size_t hash) const {
     const std::size_t mask = slots_.size() - 1;
     for (std::size_t slot = mix(hash) & mask;; slot = (slot + 1) & mask) {
         const std::uint32_t position = slots_[slot];
@@ -49,7 +89,7 @@ std::size_t Dictionary::findPosition(const Value& key, std::size_t hash) const {
 }
 
 const Value* Dictionary::find(const Value& key) const {
-    const std::size_t position = findPosition(key, key.hash());
+    const std::size_t position = findPosition(key);
     return position == kNoPosition ? nullptr : &entries_[position].value;
 }
 
@@ -66,40 +106,62 @@ void Dictionary::set(const Value& key, Value value) {
         remove(key);
         return;
     }
+    if (slots_.empty()) {
+        const std::uint32_t tag = smallTag(key);
+        const std::size_t position = findSmall(key, tag);
+        if (position != kNoPosition) {
+            entries_[position].value = std::move(value);
+            return;
+        }
+        append(key, std::move(value), tag);
+        return;
+    }
     const std::size_t hash = key.hash();
-    const std::size_t position = findPosition(key, hash);
+    const std::size_t position = findIndexed(key, hash);
     if (position != kNoPosition) {
         entries_[position].value = std::move(value);
         return;
     }
-    reserveForFirstEntries();
-    entries_.push_back({key, std::move(value)});
+    entries_.emplace_back(key, std::move(value));
     hashes_.push_back(hash);
     indexInsert(entries_.size() - 1);
 }
 
-void Dictionary::reserveForFirstEntries() {
-    // Most dictionaries are small (JSON objects, user info): start with room for a few
-    // entries instead of growing one at a time.
-    if (entries_.capacity() == 0) {
-        reserve(kInitialCapacity);
-    }
-}
-
 void Dictionary::appendUnique(Value key, Value value) {
-    reserveForFirstEntries();
+    if (slots_.empty()) {
+        const std::uint32_t tag = smallTag(key);
+        append(std::move(key), std::move(value), tag);
+        return;
+    }
     hashes_.push_back(key.hash());
-    entries_.push_back({std::move(key), std::move(value)});
+    entries_.emplace_back(std::move(key), std::move(value));
     indexInsert(entries_.size() - 1);
 }
 
+void Dictionary::append(Value key, Value value, std::uint32_t tag) {
+    // Most dictionaries are small (JSON objects, user info): start with room for a few
+    // entries instead of growing one at a time.
+    if (entries_.capacity() == 0) {
+        entries_.reserve(kInitialCapacity);
+    }
+    if (entries_.size() < kIndexThreshold) {
+        tags_[entries_.size()] = tag;
+    }
+    entries_.emplace_back(std::move(key), std::move(value));
+    if (entries_.size() > kIndexThreshold) {
+        rebuildIndex();
+    }
+}
+
 bool Dictionary::remove(const Value& key) {
-    const std::size_t position = findPosition(key, key.hash());
+    const std::size_t position = findPosition(key);
     if (position == kNoPosition) {
         return false;
     }
     entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(position));
-    hashes_.erase(hashes_.begin() + static_cast<std::ptrdiff_t>(position));
+    if (!hashes_.empty()) {
+        hashes_.erase(hashes_.begin() + static_cast<std::ptrdiff_t>(position));
+    }
     rebuildIndex();
     return true;
 }
@@ -111,9 +173,6 @@ void Dictionary::clear() {
 }
 
 void Dictionary::indexInsert(std::size_t position) {
-    if (entries_.size() <= kIndexThreshold) {
-        return;
-    }
     // Keep the load factor at or below one half so probe runs stay short.
     if (slots_.size() < 2 * entries_.size()) {
         rebuildIndex();
@@ -134,7 +193,18 @@ void Dictionary::placeInIndex(std::size_t position) {
 void Dictionary::rebuildIndex() {
     slots_.clear();
     if (entries_.size() <= kIndexThreshold) {
+        hashes_.clear();
+        std::transform(entries_.begin(), entries_.end(), tags_.begin(),
+                       [](const Entry& entry) { return smallTag(entry.key); });
         return;
+    }
+    if (hashes_.size() != entries_.size()) {
+        // Leaving the small form: the hashes are taken only now.
+        hashes_.clear();
+        hashes_.reserve(entries_.capacity());
+        for (const Entry& entry : entries_) {
+            hashes_.push_back(entry.key.hash());
+        }
     }
     slots_.assign(std::bit_ceil(4 * entries_.size()), kEmptySlot);
     for (std::size_t position = 0; position < entries_.size(); ++position) {
@@ -165,7 +235,11 @@ bool Dictionary::isEqual(const Dictionary& other) const {
         return false;
     }
     for (std::size_t i = 0; i < entries_.size(); ++i) {
-        const std::size_t position = other.findPosition(entries_[i].key, hashes_[i]);
+        const std::size_t position =
+            other.slots_.empty()
+                ? other.findPosition(entries_[i].key)
+                : other.findIndexed(entries_[i].key,
+                                    hashes_.empty() ? entries_[i].key.hash() : hashes_[i]);
         if (position == kNoPosition || !other.entries_[position].value.isEqual(entries_[i].value)) {
             return false;
         }

@@ -13,6 +13,7 @@
 //   info.set("count", 3);
 //   for (const auto& [key, value] : info) { ... }
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
@@ -66,15 +67,23 @@ class Dictionary {
     static constexpr std::uint32_t kEmptySlot = UINT32_MAX;
     static constexpr std::size_t kNoPosition = SIZE_MAX;
 
-    std::size_t findPosition(const Value& key, std::size_t hash) const;
-    void reserveForFirstEntries();
+    std::size_t findPosition(const Value& key) const;
+    std::size_t findSmall(const Value& key, std::uint32_t tag) const;
+    // REQUIRES: indexed (more than kIndexThreshold entries).
+    std::size_t findIndexed(const Value& key, std::size_t hash) const;
+    // Appends a new key while small; turns indexed when it grows past the threshold.
+    void append(Value key, Value value, std::uint32_t tag);
     void indexInsert(std::size_t position);
     void placeInIndex(std::size_t position);
     void rebuildIndex();
 
     std::vector<Entry> entries_;
-    std::vector<std::size_t> hashes_;   // hash of each entry's key, by position
-    std::vector<std::uint32_t> slots_;  // open addressing over positions; empty when small
+    // Up to kIndexThreshold entries a dictionary is a list searched by a cheap tag of each
+    // key (no hashing, no allocation beside the entries); past it, the keys' hashes by
+    // position and an open-addressing index over positions.
+    std::array<std::uint32_t, kIndexThreshold> tags_{};  // by position, while small
+    std::vector<std::size_t> hashes_;                    // empty when small
+    std::vector<std::uint32_t> slots_;                   // empty when small
 };
 
 }  // namespace velmora

@@ -191,11 +191,6 @@ bool Value::isNumber() const {
            k == Kind::Decimal;
 }
 
-const std::string* Value::asString() const {
-    const auto* p = std::get_if<std::shared_ptr<const std::string>>(&storage_);
-    return p ? p->get() : nullptr;
-}
-
 const Bytes* Value::asData() const {
     const auto* p = std::get_if<std::shared_ptr<const Bytes>>(&storage_);
     return p ? p->get() : nullptr;
@@ -326,6 +321,12 @@ bool Value::isIdenticalTo(const Value& other) const {
 }
 
 bool Value::isEqual(const Value& other) const {
+    // Strings first: they are most keys of dictionaries and most elements compared.
+    using String = std::shared_ptr<const std::string>;
+    if (const String* text = std::get_if<String>(&storage_)) {
+        const String* otherText = std::get_if<String>(&other.storage_);
+        return otherText != nullptr && (*text == *otherText || **text == **otherText);
+    }
     if (isNumber() && other.isNumber()) {
         return compareNumbers(*numberOf(*this), *numberOf(other)) == 0;
     }

@@ -178,6 +178,12 @@ struct ValueHash {
     std::size_t operator()(const Value& v) const { return v.hash(); }
 };
 
+// Inline: dictionaries and the JSON writer ask it for every key.
+inline const std::string* Value::asString() const {
+    const auto* p = std::get_if<std::shared_ptr<const std::string>>(&storage_);
+    return p ? p->get() : nullptr;
+}
+
 }  // namespace velmora
 
 template <>

@@ -54,6 +54,10 @@ struct KeyedArchiver::Impl {
     std::unordered_map<const void*, std::uint64_t> byReference;  // shared values written
     std::unordered_map<std::string, std::uint64_t> classes;      // class entries written
     std::unordered_set<const void*> open;                        // containers being written
+    // Every shared value written, kept alive until the archive is done: identities are
+    // addresses, and a temporary a Coding object encoded and then freed must not lend its
+    // address, and so its entry, to a later value.
+    Array written;
     std::optional<std::uint64_t> nullIndex;
     Dictionary* current = nullptr;  // the entry a Coding object is writing into
     int depth = 0;
@@ -140,6 +144,7 @@ std::uint64_t KeyedArchiver::Impl::encode(const Value& value) {
     if (id != nullptr) {
         open.erase(id);
         byReference.emplace(id, index);
+        written.push_back(value);
     }
     if (value.isNull()) {
         nullIndex = index;

@@ -125,6 +125,39 @@ TEST(ValueTest, LargeDictionaryLookupsSurviveGrowthAndRemoval) {
     EXPECT_FALSE(Value(d).isEqual(Value(reversed)));
 }
 
+// Small dictionaries are searched by a cheap tag of each key and turn hashed past eight
+// entries; removals bring them back. Every size on both sides of that line must find the
+// same keys: long strings that differ only in the middle (equal tags), numbers of
+// different kinds, and strings that spell numbers.
+TEST(ValueTest, DictionaryLookupsAcrossTheSmallAndHashedForms) {
+    const auto key = [](int i) -> Value {
+        switch (i % 3) {
+            case 0:
+                return Value("prefix-" + std::to_string(i) + "-same-tail-bytes");
+            case 1:
+                return Value(static_cast<std::int64_t>(i));
+            default:
+                return Value(std::to_string(i));
+        }
+    };
+    for (int size = 0; size <= 12; ++size) {
+        Dictionary d;
+        for (int i = 0; i < size; ++i) {
+            d.set(key(i), i);
+        }
+        for (int i = 0; i < size; i += 2) {
+            ASSERT_TRUE(d.remove(key(i))) << size << " " << i;
+        }
+        for (int i = 0; i < size + 3; ++i) {
+            const Value* found = d.find(key(i));
+            ASSERT_EQ(found != nullptr, i < size && i % 2 == 1) << size << " " << i;
+            if (i % 3 == 1) {  // the same number as a double is the same key
+                ASSERT_EQ(d.find(Value(static_cast<double>(i))), found) << size << " " << i;
+            }
+        }
+    }
+}
+
 TEST(ValueTest, ValuesWorkAsKeysOfStandardContainers) {
     std::unordered_set<Value, ValueHash> set{Value(1), Value(1.0), Value("1"), Value::decimal("1"),
                                              Value(Array{Value(1)})};

@@ -174,6 +174,35 @@ TEST_F(KeyedArchiverCodingTest, CodingObjectsRoundTripWhenTheirClassIsAccepted) 
     EXPECT_TRUE(foundEscaped);
 }
 
+// Regression: shared values were known by address only, so a temporary that a Coding
+// object encoded and freed lent its address, and its entry, to the next one.
+TEST(KeyedArchiverTest, TemporariesEncodedByAnObjectKeepTheirOwnEntries) {
+    struct Temporaries : Object, Coding {
+        void encodeWithCoder(KeyedArchiver& coder) const override {
+            for (int i = 0; i < 32; ++i) {
+                coder.encodeObject(Value(Array{Value(i)}), "k" + std::to_string(i));
+            }
+        }
+        std::string className() const override { return "VLTemporaries"; }
+    };
+    CodingRegistry::registerClass("VLTemporaries", [](KeyedUnarchiver& coder) -> ObjectRef {
+        for (int i = 0; i < 32; ++i) {
+            const Value v = coder.decodeObject("k" + std::to_string(i));
+            if (v.asArray() == nullptr || v.asArray()->size() != 1 ||
+                (*v.asArray())[0].integerValue() != i) {
+                return nullptr;
+            }
+        }
+        return std::make_shared<Note>("ok", 1, Value());
+    });
+    std::string error;
+    const auto back = unarchive(archive(Value(std::make_shared<Temporaries>())),
+                                {"VLTemporaries", "NSArray", "NSNumber"}, &error);
+    CodingRegistry::unregisterClass("VLTemporaries");
+    ASSERT_TRUE(back) << error;
+    EXPECT_NE(back->asObject(), nullptr);
+}
+
 TEST_F(KeyedArchiverCodingTest, SecureDecodingRefusesClassesNotNamed) {
     const Bytes bytes = archive(Array{std::make_shared<Note>("a", 1, Value())});
     std::string error;

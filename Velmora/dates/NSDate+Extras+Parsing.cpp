@@ -1,0 +1,392 @@
+// The quick-entry parser: the compact forms first (two expressions), then the keyword
+// table, the date detector, and the formatter attempts of DateParserPlan in their order.
+// The first step that yields a date ends the parse.
+#include <array>
+#include <cctype>
+#include <climits>
+#include <string>
+#include <utility>
+
+#include <unicode/locid.h>
+#include <unicode/unistr.h>
+
+#include "Velmora/dates/DateCalendars.h"
+#include "Velmora/dates/DateDetector.h"
+#include "Velmora/dates/DateParserPlan.h"
+#include "Velmora/dates/NSDate+Extras.h"
+#include "Velmora/platform/foundation/Clock.h"
+#include "Velmora/platform/logging/Log.h"
+#include "Velmora/services/VelmoraDAO.h"
+#include "Velmora/text/NSString-More.h"
+
+namespace velmora {
+namespace {
+
+constexpr const char* kCountAndUnit =
+    R"(^(\d+)(days|day|d|weeks|week|w|months|month|m|years|year|y|st|nd|th|rd)\s*)"
+    R"(((\d{0,2}\s*:?\s*\d{0,2})\s*((?:[ap]m?))?)\s*$)";
+constexpr const char* kWeekdayAndTime =
+    R"(^(sunday|sun|monday|mon|tuesday|tues|tue|wednesday|wed|thursday|thur|thu|friday|fri|)"
+    R"(saturday|sat)\s*((\d{0,2}\s*:?\s*\d{0,2})\s*((?:[ap]m?))?)\s*$)";
+
+// The earliest year a parsed date may have; later steps' dates before it take this year.
+constexpr int kFirstPlausibleYear = 2001;
+constexpr int kPlausibleYearsAhead = 25;
+
+std::string lowerCased(std::string_view text) {
+    std::string lower(text);
+    bool ascii = true;
+    for (char& c : lower) {
+        if (static_cast<unsigned char>(c) >= 0x80) {
+            ascii = false;
+            break;
+        }
+        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    }
+    if (ascii) {
+        return lower;
+    }
+    icu::UnicodeString wide = icu::UnicodeString::fromUTF8(
+        icu::StringPiece(text.data(), static_cast<std::int32_t>(text.size())));
+    wide.toLower(icu::Locale::getRoot());
+    lower.clear();
+    wide.toUTF8String(lower);
+    return lower;
+}
+
+// Leading blanks skipped, then the leading digits as a number (saturating); 0 without
+// digits, as the platform's intValue reads text.
+int intValue(std::string_view text) {
+    std::size_t i = 0;
+    while (i < text.size() && std::isspace(static_cast<unsigned char>(text[i]))) {
+        ++i;
+    }
+    long long value = 0;
+    for (; i < text.size() && std::isdigit(static_cast<unsigned char>(text[i])); ++i) {
+        value = std::min<long long>(value * 10 + (text[i] - '0'), INT_MAX);
+    }
+    return static_cast<int>(value);
+}
+
+// The time part of a compact form added to its 00:00 date. `pushIfPast`: a weekday that
+// is today, read on a 24-hour clock, moves a week on when the time has passed.
+std::optional<Date> withCompactTime(Date date, const std::string& digits, const std::string& marker,
+                                    bool pushIfPast) {
+    std::string t = replaceAll(digits, ":", "");
+    const std::string a = lowerCased(marker);
+    int hours = 0;
+    int minutes = 0;
+    if (!a.empty() && (a[0] == 'a' || a[0] == 'p')) {
+        if (t.size() > 1 && t[0] == '0') {
+            t.erase(0, 1);
+        }
+        if (t.size() == 1 || t.size() == 2) {
+            hours = intValue(t);
+        } else if (t.size() == 3) {
+            hours = intValue(t.substr(0, 1));
+            minutes = intValue(t.substr(1, 2));
+        } else if (t.size() == 4) {
+            hours = intValue(t.substr(0, 2));
+            minutes = intValue(t.substr(2, 2));
+        }
+        if (a[0] == 'p' && hours >= 1 && hours <= 11) {
+            hours += 12;
+        } else if (a[0] == 'a' && hours == 12) {
+            hours = 0;
+        }
+        return getDateByAddingHours(date, hours, minutes, 0);
+    }
+    if (t.empty() || t.size() > 4) {
+        return date;
+    }
+    if (t.size() == 4) {
+        hours = intValue(t.substr(0, 2));
+        minutes = intValue(t.substr(2, 2));
+    } else if (t.size() == 3) {
+        hours = intValue(t.substr(0, 1));
+        minutes = intValue(t.substr(1, 2));
+    } else {
+        hours = intValue(t);
+    }
+    std::optional<Date> timed = getDateByAddingHours(date, hours, minutes, 0);
+    // Deliberately only here: "mon 9" typed on a Monday at 10:00 means next Monday, while
+    // "mon 9am" keeps today's 09:00 in the past, as users of the original came to expect.
+    if (timed && pushIfPast && *timed < Clock::now()) {
+        timed = getDateByAddingDays(*timed, 7, 0, 0, 0);
+    }
+    return timed;
+}
+
+std::optional<Date> compactCountAndUnit(const std::vector<std::string>& parts, Date today,
+                                        const Calendar& calendar) {
+    const int count = intValue(parts[1]);
+    const std::string& unit = parts[2];
+    const Date now = Clock::now();
+    std::optional<Date> date;
+    if (unit == "d" || unit == "day" || unit == "days") {
+        date = getDateByAddingDays(now, count, 0, 0, 0, 0, &calendar);
+    } else if (unit == "w" || unit == "week" || unit == "weeks") {
+        date = getDateByAddingDays(now, 0, count, 0, 0, 0, &calendar);
+    } else if (unit == "m" || unit == "month" || unit == "months") {
+        date = getDateByAddingDays(now, 0, 0, count, 0, 0, &calendar);
+    } else if (unit == "y" || unit == "year" || unit == "years") {
+        date = getDateByAddingDays(now, 0, 0, 0, count, 0, &calendar);
+    } else {  // "st", "nd", "rd", "th": a day of this month while it is to come, else next
+        const DateComponents todayParts = calendar.components(kDayUnits, today);
+        DateComponents day;
+        day.year = todayParts.year;
+        day.month = *todayParts.month + (*todayParts.day < count ? 0 : 1);
+        day.day = count;
+        day.hour = 0;
+        date = calendar.dateFromComponents(day);
+    }
+    if (!date) {
+        return std::nullopt;
+    }
+    return withCompactTime(*date, parts[4], parts[5], false);
+}
+
+std::optional<Date> compactWeekday(const std::vector<std::string>& parts, Date today,
+                                   const Calendar& calendar) {
+    static constexpr std::array<const char*, 7> kWeekdays{"sun", "mon", "tue", "wed",
+                                                          "thu", "fri", "sat"};
+    const std::string prefix = parts[1].substr(0, 3);
+    int target = 0;
+    for (std::size_t i = 0; i < kWeekdays.size(); ++i) {
+        if (prefix == kWeekdays[i]) {
+            target = static_cast<int>(i) + 1;
+        }
+    }
+    const int weekday = calendar.component(CalendarUnit::Weekday, today);
+    const int ahead = target >= weekday ? target - weekday : 7 - weekday + target;
+    const std::optional<Date> date = getDateByAddingDays(today, ahead, 0, 0, 0, 0, &calendar);
+    if (!date) {
+        return std::nullopt;
+    }
+    return withCompactTime(*date, parts[3], parts[4], ahead == 0);
+}
+
+std::optional<Date> withYear(Date date, int year, const Calendar& calendar) {
+    return getDateBySettingDays(date, 0, 0, 0, year, &calendar);
+}
+
+// The detected date, corrected as quick entry needs it.
+std::optional<Date> fromDetector(const std::string& text, const Calendar& calendar, Date now,
+                                 bool monthFirst) {
+    const DateDetector detector(calendar, now, monthFirst);
+    const std::optional<DetectedDate> found = detector.firstMatch(text);
+    if (!found) {
+        return std::nullopt;
+    }
+    log::debug("[DATE PARSER] Detected Date: {}", found->date.description());
+    log::debug("[DATE PARSER] Detected Time Zone: {}",
+               found->timeZone ? found->timeZone->name() : std::string("(null)"));
+    log::debug("[DATE PARSER] Detected Duration: {:f}", found->duration);
+    std::optional<Date> date = found->date;
+    // A bare number is never taken as an hour.
+    const DateComponents time = calendar.components(kTimeUnits, *date);
+    const bool hasTime =
+        time.hour.value_or(0) != 0 || time.minute.value_or(0) != 0 || time.second.value_or(0) != 0;
+    if (hasTime && text.find("am") == std::string::npos && text.find("pm") == std::string::npos &&
+        text.find(':') == std::string::npos) {
+        date = calendar.startOfDay(*date);
+        if (!date) {
+            return std::nullopt;
+        }
+    }
+    // "dec 20" typed early in January means the coming December.
+    const int thisYear = calendar.component(CalendarUnit::Year, now);
+    const int year = calendar.component(CalendarUnit::Year, *date);
+    const long daysAgo = daysToDate(*date, now);
+    if (year == thisYear - 1 && daysAgo >= 0 && daysAgo <= 60 &&
+        text.find(std::to_string(year)) == std::string::npos) {
+        date = withYear(*date, thisYear, calendar);
+    }
+    return date;
+}
+
+// A formatter hit turned into the attempt's date.
+std::optional<Date> finish(const ParseAttempt& attempt, Date parsed, const Calendar& calendar,
+                           Date now) {
+    const auto atTime = [&](int daysAhead) -> std::optional<Date> {
+        const std::optional<Date> today = calendar.startOfDay(now);
+        if (!today) {
+            return std::nullopt;
+        }
+        const DateComponents time = calendar.components(kTimeUnits, parsed);
+        const std::optional<Date> day =
+            daysAhead == 0 ? today : getDateByAddingDays(*today, daysAhead, 0, 0, 0, -1, &calendar);
+        return day ? calendar.dateBySettingHour(*time.hour, *time.minute, 0, *day) : std::nullopt;
+    };
+    switch (attempt.finish) {
+        case ParseFinish::DayStart:
+            return dateJustAtStartOfDay(parsed, &calendar);
+        case ParseFinish::AsParsed:
+            return parsed;
+        case ParseFinish::ThisMonthAndYear:
+            return getDateBySettingDays(parsed, 0, 0, calendar.component(CalendarUnit::Month, now),
+                                        calendar.component(CalendarUnit::Year, now), &calendar);
+        case ParseFinish::ThisYear:
+            return withYear(parsed, calendar.component(CalendarUnit::Year, now), calendar);
+        case ParseFinish::Weekday: {
+            const int target = calendar.component(CalendarUnit::Weekday, parsed);
+            const int weekday = calendar.component(CalendarUnit::Weekday, now);
+            return atTime(target >= weekday ? target - weekday : 7 - weekday + target);
+        }
+        case ParseFinish::TodayAtTime:
+            return atTime(0);
+        case ParseFinish::TomorrowAtTime:
+            return atTime(1);
+    }
+    return std::nullopt;
+}
+
+// A year before 2001 or more than 25 years ahead becomes this year.
+std::optional<Date> plausible(Date date, const Calendar& calendar, Date now) {
+    const int year = calendar.component(CalendarUnit::Year, date);
+    const int thisYear = calendar.component(CalendarUnit::Year, now);
+    const std::optional<Date> horizon =
+        getDateByAddingDays(now, 0, 0, 0, kPlausibleYearsAhead, -1, &calendar);
+    const int lastYear = horizon ? calendar.component(CalendarUnit::Year, *horizon)
+                                 : thisYear + kPlausibleYearsAhead;
+    if (year < kFirstPlausibleYear || year > lastYear) {
+        return withYear(date, thisYear, calendar);
+    }
+    return date;
+}
+
+struct Keyword {
+    const char* text;
+    int days, weeks, months;
+};
+
+constexpr std::array kKeywords{Keyword{"today", 0, 0, 0},      Keyword{"tomorrow", 1, 0, 0},
+                               Keyword{"yesterday", -1, 0, 0}, Keyword{"next week", 0, 1, 0},
+                               Keyword{"last week", 0, -1, 0}, Keyword{"next month", 0, 0, 1},
+                               Keyword{"day after", 2, 0, 0}};
+
+}  // namespace
+
+std::optional<Date> tryParsingXDayXXXXFormat(std::string_view input) {
+    if (input.empty()) {
+        return std::nullopt;
+    }
+    std::string text = lowerCased(input);
+    for (const char* month : {"may", "march", "dec", "december"}) {
+        if (text.find(month) != std::string::npos) {
+            return std::nullopt;
+        }
+    }
+    VelmoraDAO& dao = VelmoraDAO::getSharedInstance();
+    const std::optional<Date> today = dao.getTodayAtStartOfDay();
+    if (!today) {
+        return std::nullopt;
+    }
+    if (text == "tod") {
+        return today;
+    }
+    const std::shared_ptr<Calendar> calendar = dao.getThreadSafeNSCalendar(false);
+    if (text == "tom") {
+        return getDateByAddingDays(*today, 1, 0, 0, 0, 0, calendar.get());
+    }
+    for (const char* filler : {" at ", " around ", " near "}) {
+        text = replaceAll(std::move(text), filler, "");
+    }
+    const std::vector<std::string> unit =
+        captureComponentsMatchedByRegex(text, kCountAndUnit, RegexOptions::CaseInsensitive);
+    if (unit.size() == 6) {
+        return compactCountAndUnit(unit, *today, *calendar);
+    }
+    const std::vector<std::string> weekday =
+        captureComponentsMatchedByRegex(text, kWeekdayAndTime, RegexOptions::CaseInsensitive);
+    if (weekday.size() == 5) {
+        return compactWeekday(weekday, *today, *calendar);
+    }
+    return std::nullopt;
+}
+
+DateParseResult explainParsingDateForString(std::string_view input, const Calendar* passed) {
+    DateParseResult result;
+    std::string text = replaceAll(lowerCased(trim(input)), "\"", "");
+    if (text.empty()) {
+        return result;
+    }
+    if ((result.date = tryParsingXDayXXXXFormat(text))) {
+        result.step = DateParseStep::Compact;
+        return result;
+    }
+    log::debug("No shortcut found, looking for date...");
+    for (const char* separator : {" at ", " around ", " @ ", "'", ",", ";", "?", "+"}) {
+        text = replaceAll(std::move(text), separator, " ");
+    }
+    text = replaceAll(std::move(text), "  ", " ");
+
+    const CalendarRef calendar(passed);
+    VelmoraDAO& dao = VelmoraDAO::getSharedInstance();
+    for (const Keyword& keyword : kKeywords) {
+        if (text == keyword.text) {
+            const std::optional<Date> today = dao.getTodayAtStartOfDay();
+            if (today) {
+                result.date = getDateByAddingDays(*today, keyword.days, keyword.weeks,
+                                                  keyword.months, 0, 0, calendar.get());
+                result.step = DateParseStep::Keyword;
+            }
+            return result;
+        }
+    }
+
+    const Date now = Clock::now();
+    const DateParserPlan& plan = DateParserPlan::forCurrentSettings();
+    if (const std::optional<Date> detected =
+            fromDetector(text, *calendar, now, plan.monthFirst())) {
+        result.date = plausible(*detected, *calendar, now);
+        result.step = DateParseStep::Detector;
+        return result;
+    }
+    const TextProfile profile = TextProfile::of(text);
+    for (const ParseAttempt& attempt : plan.attempts()) {
+        if (!profile.mayParse(attempt.needs)) {
+            continue;
+        }
+        const std::optional<Date> parsed = attempt.formatter->dateFromString(text);
+        if (!parsed) {
+            continue;
+        }
+        if (attempt.logged) {
+            log::debug("[DATE PARSER] Parsed date '{}' using Format: {}", text, attempt.pattern);
+        }
+        if (const std::optional<Date> date = finish(attempt, *parsed, *calendar, now)) {
+            result.date = plausible(*date, *calendar, now);
+            result.step = attempt.step;
+            result.pattern = attempt.pattern;
+            return result;
+        }
+    }
+    return result;
+}
+
+std::optional<Date> tryParsingDateForString(std::string_view text, const Calendar* calendar) {
+    return explainParsingDateForString(text, calendar).date;
+}
+
+const char* dateParseStepName(DateParseStep step) {
+    switch (step) {
+        case DateParseStep::None:
+            return "";
+        case DateParseStep::Compact:
+            return "compact";
+        case DateParseStep::Keyword:
+            return "keyword";
+        case DateParseStep::Detector:
+            return "detector";
+        case DateParseStep::Style:
+            return "style";
+        case DateParseStep::Ordinal:
+            return "ordinal";
+        case DateParseStep::Pattern:
+            return "pattern";
+    }
+    return "";
+}
+
+}  // namespace velmora
