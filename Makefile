@@ -35,6 +35,7 @@ demo: tool
 
 # Every benchmark, then one table of Velmora against its peers; BENCH=json runs one program.
 bench:
+	@scripts/bootstrap bench
 	@$(MAKE) --no-print-directory build PRESET=release
 	@scripts/bench build/release "$(BENCH)"
 

@@ -1,15 +1,18 @@
 #include "Velmora/imaging/GLImageContext.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <exception>
 
 #include <fmt/format.h>
 #include <unistd.h>
 
 #include "Velmora/imaging/GLImageFramebufferCache.h"
 #include "Velmora/imaging/GLProgram.h"
+#include "Velmora/imaging/gl/ExtensionList.h"
 #include "Velmora/platform/dispatch/RunLoop.h"
 #include "Velmora/platform/logging/Log.h"
 
@@ -21,55 +24,23 @@ namespace {
 const void* gContextKey = nullptr;
 std::atomic<bool> gFastTextureUpload{true};
 
-struct DeviceLimits {
-    GLint maximumTextureSize = 0;
-    GLint maximumTextureUnits = 0;
-    GLint maximumVaryingVectors = 0;
-};
-
-const DeviceLimits& deviceLimits() {
-    static const DeviceLimits limits = [] {
-        DeviceLimits queried;
-        runSynchronouslyOnVideoProcessingQueue([&queried] {
-            GLImageContext::useImageProcessingContext();
-            glGetIntegerv(GL_MAX_TEXTURE_SIZE, &queried.maximumTextureSize);
-            glGetIntegerv(GL_MAX_TEXTURE_IMAGE_UNITS, &queried.maximumTextureUnits);
-            glGetIntegerv(GL_MAX_VARYING_VECTORS, &queried.maximumVaryingVectors);
-        });
-        return queried;
-    }();
-    return limits;
-}
-
-const std::vector<std::string>& supportedExtensions() {
-    static const std::vector<std::string> extensions = [] {
-        std::vector<std::string> names;
-        runSynchronouslyOnVideoProcessingQueue([&names] {
-            GLImageContext::useImageProcessingContext();
-            const auto* text = reinterpret_cast<const char*>(glGetString(GL_EXTENSIONS));
-            std::string_view rest = text != nullptr ? text : "";
-            // Split on single spaces, as the list is documented to be written.
-            while (!rest.empty()) {
-                const auto space = rest.find(' ');
-                names.emplace_back(rest.substr(0, space));
-                if (space == std::string_view::npos) {
-                    break;
-                }
-                rest.remove_prefix(space + 1);
-            }
-        });
-        return names;
-    }();
-    return extensions;
-}
-
 // Runs block as the outermost block of the processing queue on this thread, then frees
-// the context for whichever thread runs the next block.
+// the context for whichever thread runs the next block, even when block throws.
 void runAsOutermostBlock(const std::function<void()>& block) {
-    GLImageContext& shared = GLImageContext::sharedImageProcessingContext();
-    shared.takeContextOnThisThread();
+    class ContextTenure {
+      public:
+        explicit ContextTenure(GLImageContext& context) : context_(context) {
+            context_.takeContextOnThisThread();
+        }
+        ~ContextTenure() { context_.releaseContextFromThisThread(); }
+        ContextTenure(const ContextTenure&) = delete;
+        ContextTenure& operator=(const ContextTenure&) = delete;
+
+      private:
+        GLImageContext& context_;
+    };
+    ContextTenure tenure(GLImageContext::sharedImageProcessingContext());
     block();
-    shared.releaseContextFromThisThread();
 }
 
 bool isOnProcessingQueue() {
@@ -83,7 +54,19 @@ void runSynchronouslyOnVideoProcessingQueue(const std::function<void()>& block) 
         block();
         return;
     }
-    GLImageContext::sharedContextQueue()->sync([&block] { runAsOutermostBlock(block); });
+    // The exception crosses the queue as a value, so that the caller gets it whatever the
+    // queue itself does with a throwing block.
+    std::exception_ptr thrown;
+    GLImageContext::sharedContextQueue()->sync([&block, &thrown] {
+        try {
+            runAsOutermostBlock(block);
+        } catch (...) {
+            thrown = std::current_exception();
+        }
+    });
+    if (thrown) {
+        std::rethrow_exception(thrown);
+    }
 }
 
 void runAsynchronouslyOnVideoProcessingQueue(std::function<void()> block) {
@@ -91,8 +74,21 @@ void runAsynchronouslyOnVideoProcessingQueue(std::function<void()> block) {
         block();
         return;
     }
-    GLImageContext::sharedContextQueue()->async(
-        [block = std::move(block)] { runAsOutermostBlock(block); });
+    // The block's captures (often the last reference to a filter) are destroyed inside the
+    // outermost block, on the queue with the context current: a destructor that syncs
+    // onto the queue would otherwise wait for the very block that is ending.
+    GLImageContext::sharedContextQueue()->async([block = std::move(block)]() mutable {
+        try {
+            runAsOutermostBlock([&block] {
+                const std::function<void()> running = std::move(block);
+                running();
+            });
+        } catch (const std::exception& error) {
+            log::error("A block on the image processing queue threw: {}", error.what());
+        } catch (...) {
+            log::error("A block on the image processing queue threw a non-standard exception");
+        }
+    });
 }
 
 void runOnMainQueueWithoutDeadlockingGLImage(const std::function<void()>& block) {
@@ -166,36 +162,63 @@ void GLImageContext::setActiveShaderProgram(const std::shared_ptr<GLProgram>& pr
     }
 }
 
+// The first call queries GL inside the processing queue, whose serial order is the only
+// guard: a function-local static here would hold its initialisation guard across the
+// hand-off and deadlock against a queue block making the same first call.
+template <class Read>
+auto GLImageContext::readDeviceFacts(Read read) {
+    decltype(read(std::declval<const DeviceFacts&>())) result{};
+    runSynchronouslyOnVideoProcessingQueue([&] {
+        GLImageContext& shared = sharedImageProcessingContext();
+        if (!shared.deviceFacts_) {
+            shared.deviceFacts_ = queryDeviceFacts();
+        }
+        result = read(*shared.deviceFacts_);
+    });
+    return result;
+}
+
+GLImageContext::DeviceFacts GLImageContext::queryDeviceFacts() {
+    DeviceFacts facts;
+    useImageProcessingContext();
+    glGetIntegerv(GL_MAX_TEXTURE_SIZE, &facts.maximumTextureSize);
+    glGetIntegerv(GL_MAX_TEXTURE_IMAGE_UNITS, &facts.maximumTextureUnits);
+    glGetIntegerv(GL_MAX_VARYING_VECTORS, &facts.maximumVaryingVectors);
+    const auto* text = reinterpret_cast<const char*>(glGetString(GL_EXTENSIONS));
+    facts.extensions = splitExtensionList(text != nullptr ? text : "");
+    return facts;
+}
+
+void GLImageContext::forgetDeviceFactsForTesting() {
+    runSynchronouslyOnVideoProcessingQueue(
+        [] { sharedImageProcessingContext().deviceFacts_.reset(); });
+}
+
 GLint GLImageContext::maximumTextureSizeForThisDevice() {
-    return deviceLimits().maximumTextureSize;
+    return readDeviceFacts([](const DeviceFacts& facts) { return facts.maximumTextureSize; });
 }
 
 GLint GLImageContext::maximumTextureUnitsForThisDevice() {
-    return deviceLimits().maximumTextureUnits;
+    return readDeviceFacts([](const DeviceFacts& facts) { return facts.maximumTextureUnits; });
 }
 
 GLint GLImageContext::maximumVaryingVectorsForThisDevice() {
-    return deviceLimits().maximumVaryingVectors;
+    return readDeviceFacts([](const DeviceFacts& facts) { return facts.maximumVaryingVectors; });
 }
 
 bool GLImageContext::deviceSupportsOpenGLESExtension(std::string_view extension) {
-    for (const std::string& name : supportedExtensions()) {
-        if (name == extension) {
-            return true;
-        }
-    }
-    return false;
+    return readDeviceFacts([extension](const DeviceFacts& facts) {
+        return std::find(facts.extensions.begin(), facts.extensions.end(), extension) !=
+               facts.extensions.end();
+    });
 }
 
 bool GLImageContext::deviceSupportsRedTextures() {
-    static const bool supported = deviceSupportsOpenGLESExtension("GL_EXT_texture_rg");
-    return supported;
+    return deviceSupportsOpenGLESExtension("GL_EXT_texture_rg");
 }
 
 bool GLImageContext::deviceSupportsFramebufferReads() {
-    static const bool supported =
-        deviceSupportsOpenGLESExtension("GL_EXT_shader_framebuffer_fetch");
-    return supported;
+    return deviceSupportsOpenGLESExtension("GL_EXT_shader_framebuffer_fetch");
 }
 
 bool GLImageContext::supportsFastTextureUpload() {

@@ -23,6 +23,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -64,7 +65,8 @@ class GLImageContext {
     // REQUIRES: the processing queue.
     static void setActiveShaderProgram(const std::shared_ptr<GLProgram>& program);
 
-    // Queried once per process (on the processing queue), then remembered.
+    // Queried once per process (on the processing queue), then remembered. Safe to call
+    // for the first time from several threads and from queue blocks at once.
     static GLint maximumTextureSizeForThisDevice();
     static GLint maximumTextureUnitsForThisDevice();
     static GLint maximumVaryingVectorsForThisDevice();
@@ -74,6 +76,8 @@ class GLImageContext {
     // Framebuffers are backed by pixel buffers (true) or plain textures read with
     // glReadPixels (false). True unless a test turns it off; a framebuffer keeps the way
     // it was made with.
+    // The next device query asks GL again.
+    static void forgetDeviceFactsForTesting();
     static bool supportsFastTextureUpload();
     static void setFastTextureUploadEnabledForTesting(bool enabled);
 
@@ -120,6 +124,16 @@ class GLImageContext {
     GLImageContext();
     ~GLImageContext();
 
+    struct DeviceFacts {
+        GLint maximumTextureSize = 0;
+        GLint maximumTextureUnits = 0;
+        GLint maximumVaryingVectors = 0;
+        std::vector<std::string> extensions;
+    };
+    static DeviceFacts queryDeviceFacts();
+    template <class Read>
+    static auto readDeviceFacts(Read read);
+
     std::unordered_map<std::string, std::shared_ptr<GLProgram>> shaderProgramCache_;
     std::vector<std::shared_ptr<GLProgram>> shaderProgramUsageHistory_;  // kept, unused
     std::shared_ptr<EglContext> sharegroup_;
@@ -130,6 +144,7 @@ class GLImageContext {
     std::unique_ptr<TextureCache> coreVideoTextureCache_;
     std::once_flag framebufferCacheOnce_;
     std::unique_ptr<GLImageFramebufferCache> framebufferCache_;
+    std::optional<DeviceFacts> deviceFacts_;  // touched on the processing queue only
 };
 
 }  // namespace velmora

@@ -49,22 +49,34 @@ std::shared_ptr<GLImageFilter> GLImageFilter::sharedFilter() {
     return std::static_pointer_cast<GLImageFilter>(shared_from_this());
 }
 
+std::shared_ptr<GLProgram> GLImageFilter::linkedProgram(
+    const std::string& vertexShader, const std::string& fragmentShader,
+    const std::function<void(const std::shared_ptr<GLProgram>&)>& addAttributes) {
+    GLImageContext::useImageProcessingContext();
+    GLImageContext& context = GLImageContext::sharedImageProcessingContext();
+    std::shared_ptr<GLProgram> program =
+        context.programForVertexShaderString(vertexShader, fragmentShader);
+    if (program->initialized()) {
+        return program;
+    }
+    addAttributes(program);
+    if (!program->link()) {
+        log::error("Program link log: {}", program->programLog().value_or("(null)"));
+        log::error("Fragment shader compile log: {}",
+                   program->fragmentShaderLog().value_or("(null)"));
+        log::error("Vertex shader compile log: {}", program->vertexShaderLog().value_or("(null)"));
+        return nullptr;
+    }
+    return program;
+}
+
 void GLImageFilter::initializeProgram() {
     runSynchronouslyOnVideoProcessingQueue([this] {
-        GLImageContext::useImageProcessingContext();
-        GLImageContext& context = GLImageContext::sharedImageProcessingContext();
-        filterProgram_ = context.programForVertexShaderString(vertexShader_, fragmentShader_);
-        if (!filterProgram_->initialized()) {
-            initializeAttributes();
-            if (!filterProgram_->link()) {
-                log::error("Program link log: {}", filterProgram_->programLog().value_or("(null)"));
-                log::error("Fragment shader compile log: {}",
-                           filterProgram_->fragmentShaderLog().value_or("(null)"));
-                log::error("Vertex shader compile log: {}",
-                           filterProgram_->vertexShaderLog().value_or("(null)"));
-                filterProgram_.reset();
-            }
-        }
+        filterProgram_ = linkedProgram(
+            vertexShader_, fragmentShader_, [this](const std::shared_ptr<GLProgram>& program) {
+                filterProgram_ = program;  // initializeAttributes adds to it
+                initializeAttributes();
+            });
         if (filterProgram_) {
             filterPositionAttribute_ = filterProgram_->attributeIndex("position");
             filterTextureCoordinateAttribute_ =
@@ -126,6 +138,10 @@ GLSize GLImageFilter::rotatedSize(GLSize sizeToRotate, int) const {
 
 GLPoint GLImageFilter::rotatedPoint(GLPoint pointToRotate, GLImageRotationMode rotation) {
     return velmora::rotatedPoint(pointToRotate, rotation);
+}
+
+const GLfloat* GLImageFilter::imageVertices() {
+    return kImageVertices;
 }
 
 const GLfloat* GLImageFilter::textureCoordinatesForRotation(GLImageRotationMode rotation) {
@@ -202,9 +218,7 @@ std::optional<Image> GLImageFilter::newCGImageFromCurrentlyProcessedOutput() {
 void GLImageFilter::renderToTextureWithVertices(const GLfloat* vertices,
                                                 const GLfloat* textureCoordinates) {
     if (preventRendering_) {
-        if (firstInputFramebuffer_) {
-            firstInputFramebuffer_->unlock();
-        }
+        unlockInputFramebuffers();
         return;
     }
     GLImageContext::setActiveShaderProgram(filterProgram_);
@@ -225,12 +239,17 @@ void GLImageFilter::renderToTextureWithVertices(const GLfloat* vertices,
                           vertices);
     glVertexAttribPointer(static_cast<GLuint>(filterTextureCoordinateAttribute_), 2, GL_FLOAT,
                           GL_FALSE, 0, textureCoordinates);
+    bindAdditionalInputs();
     glDrawArrays(GL_TRIANGLE_STRIP, 0, 4);
-    if (firstInputFramebuffer_) {
-        firstInputFramebuffer_->unlock();
-    }
+    unlockInputFramebuffers();
     if (usingNextFrameForImageCapture_) {
         imageCaptureSemaphore_.release();
+    }
+}
+
+void GLImageFilter::unlockInputFramebuffers() {
+    if (firstInputFramebuffer_) {
+        firstInputFramebuffer_->unlock();
     }
 }
 

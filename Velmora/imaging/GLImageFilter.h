@@ -60,7 +60,7 @@ class GLImageFilter : public GLImageOutput, public GLImageInput {
     template <class T = GLImageFilter, class... Args>
     static std::shared_ptr<T> create(Args&&... args) {
         auto filter = std::make_shared<T>(ConstructionKey{}, std::forward<Args>(args)...);
-        filter->initializeProgram();
+        static_cast<GLImageFilter&>(*filter).initializeProgram();
         return filter;
     }
     // The fragment shader from the resource "<name>.fsh"; nullptr (logged) if unreadable.
@@ -91,13 +91,15 @@ class GLImageFilter : public GLImageOutput, public GLImageInput {
     bool currentlyReceivingMonochromeInput() const { return currentlyReceivingMonochromeInput_; }
 
     // Sizes: the input after rotation (or the forced size), and what gets rendered.
-    GLSize rotatedSize(GLSize sizeToRotate, int textureIndex) const;
+    virtual GLSize rotatedSize(GLSize sizeToRotate, int textureIndex) const;
     static GLPoint rotatedPoint(GLPoint pointToRotate, GLImageRotationMode rotation);
     GLSize sizeOfFBO() const;
     GLSize outputFrameSize() const { return inputTextureSize_; }
     void forceProcessingAtSize(GLSize frameSize) override;
     void forceProcessingAtSizeRespectingAspectRatio(GLSize frameSize) override;
     static const GLfloat* textureCoordinatesForRotation(GLImageRotationMode rotation);
+    // The four corners of the whole output, as a triangle strip.
+    static const GLfloat* imageVertices();
 
     void setBackgroundColor(GLfloat red, GLfloat green, GLfloat blue, GLfloat alpha);
 
@@ -106,7 +108,8 @@ class GLImageFilter : public GLImageOutput, public GLImageInput {
     [[nodiscard]] std::optional<Image> newCGImageFromCurrentlyProcessedOutput() override;
 
     // Rendering. REQUIRES: the processing queue.
-    void renderToTextureWithVertices(const GLfloat* vertices, const GLfloat* textureCoordinates);
+    virtual void renderToTextureWithVertices(const GLfloat* vertices,
+                                             const GLfloat* textureCoordinates);
     void informTargetsAboutNewFrameAtTime(const FrameTime& frameTime);
 
     // Uniforms by location, for a program (queued; the value is applied now and before
@@ -128,13 +131,14 @@ class GLImageFilter : public GLImageOutput, public GLImageInput {
     void setPoint(GLPoint value, const std::string& uniformName);
     void setFloatVec3(GPUVector3 value, const std::string& uniformName);
     void setFloatVec4(GPUVector4 value, const std::string& uniformName);
+    void setMatrix4f(GPUMatrix4x4 value, const std::string& uniformName);
     void setFloatArray(const GLfloat* values, GLsizei length, const std::string& uniformName);
 
     // Stores block for the uniform location (replacing an earlier one, whatever its
     // program) and runs it. REQUIRES: the processing queue.
-    void setAndExecuteUniformStateCallbackAtIndex(GLint uniform, const GLProgram* program,
-                                                  std::function<void()> block);
-    void setUniformsForProgramAtIndex(unsigned programIndex);
+    virtual void setAndExecuteUniformStateCallbackAtIndex(GLint uniform, const GLProgram* program,
+                                                          std::function<void()> block);
+    virtual void setUniformsForProgramAtIndex(unsigned programIndex);
     std::size_t uniformStateBlockCount() const { return uniformStateRestorationBlocks_.size(); }
 
     bool preventRendering() const { return preventRendering_; }
@@ -147,7 +151,23 @@ class GLImageFilter : public GLImageOutput, public GLImageInput {
 
   protected:
     // Compiles, links and binds the program; runs the subclass's initializeAttributes.
-    void initializeProgram();
+    // Overrides call it first. Runs once, from create().
+    virtual void initializeProgram();
+    // The cached program for the sources, linked (addAttributes gets it first) unless it
+    // was already; nullptr after logging the three logs when linking fails. REQUIRES: the
+    // processing queue.
+    static std::shared_ptr<GLProgram> linkedProgram(
+        const std::string& vertexShader, const std::string& fragmentShader,
+        const std::function<void(const std::shared_ptr<GLProgram>&)>& addAttributes);
+    // Inputs beyond the first: bound after it, before the draw, and unlocked with it (also
+    // when rendering is prevented). REQUIRES: the processing queue.
+    virtual void bindAdditionalInputs() {}
+    // New sources for the next initializeProgram (programs switched at run time).
+    void replaceShaderSources(std::string vertexShader, std::string fragmentShader) {
+        vertexShader_ = std::move(vertexShader);
+        fragmentShader_ = std::move(fragmentShader);
+    }
+    virtual void unlockInputFramebuffers();
     std::shared_ptr<GLImageFilter> sharedFilter();
 
     std::shared_ptr<GLImageFramebuffer> firstInputFramebuffer_;

@@ -131,6 +131,13 @@ void GLImageFilter::setFloatVec4(GPUVector4 value, const std::string& uniformNam
               });
 }
 
+void GLImageFilter::setMatrix4f(GPUMatrix4x4 value, const std::string& uniformName) {
+    setByName(sharedFilter(), uniformName,
+              [value](GLImageFilter& filter, GLint uniform, std::shared_ptr<GLProgram> program) {
+                  filter.setMatrix4f(value, uniform, std::move(program));
+              });
+}
+
 void GLImageFilter::setFloatArray(const GLfloat* values, GLsizei length,
                                   const std::string& uniformName) {
     setByName(

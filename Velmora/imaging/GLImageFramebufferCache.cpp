@@ -17,9 +17,7 @@ std::string slotKey(const std::string& lookupKey, long slot) {
 GLImageFramebufferCache::GLImageFramebufferCache()
     : memoryWarningObserver_(NotificationCenter::defaultCenter().addObserver(
           kMemoryWarningNotification,
-          [this](const Notification&) { purgeAllUnassignedFramebuffers(); })),
-      framebufferCacheQueue_(
-          DispatchQueue::createSerial("org.velmora.GLImage.framebufferCacheQueue")) {}
+          [this](const Notification&) { purgeAllUnassignedFramebuffers(); })) {}
 
 GLImageFramebufferCache::~GLImageFramebufferCache() = default;
 

@@ -31,7 +31,6 @@
 #include "Velmora/imaging/GLImageFramebuffer.h"
 #include "Velmora/imaging/GPUTextureOptions.h"
 #include "Velmora/imaging/gl/GLGeometry.h"
-#include "Velmora/platform/dispatch/DispatchQueue.h"
 #include "Velmora/platform/foundation/NotificationCenter.h"
 
 namespace velmora {
@@ -72,7 +71,6 @@ class GLImageFramebufferCache {
     std::unordered_map<std::string, long> framebufferTypeCounts_;
     std::vector<std::shared_ptr<GLImageFramebuffer>> activeImageCaptureList_;
     NotificationCenter::Observation memoryWarningObserver_;
-    std::shared_ptr<DispatchQueue> framebufferCacheQueue_;  // made as the platform does; unused
 };
 
 }  // namespace velmora

@@ -19,35 +19,16 @@
 #include "Velmora/imaging/GLProgram.h"
 #include "Velmora/imaging/gl/EglContext.h"
 
+#include "bench/imaging/BenchFrame.h"
+
 namespace {
 
 using namespace velmora;
 
-constexpr int kWidth = 1920;
-constexpr int kHeight = 1080;
-
-Image makeFrame() {
-    std::vector<std::uint8_t> bytes(static_cast<std::size_t>(kWidth) * kHeight * 4);
-    for (int y = 0; y < kHeight; ++y) {
-        for (int x = 0; x < kWidth; ++x) {
-            std::uint8_t* p = &bytes[(static_cast<std::size_t>(y) * kWidth + x) * 4];
-            p[0] = static_cast<std::uint8_t>(x);
-            p[1] = static_cast<std::uint8_t>(y);
-            p[2] = static_cast<std::uint8_t>(x ^ y);
-            p[3] = 255;
-        }
-    }
-    return Image(kWidth, kHeight, 8, 32, kWidth * 4, kImageAlphaLast,
-                 DataProvider::owning(std::move(bytes)));
-}
-
-bool skipWithoutEgl(benchmark::State& state) {
-    if (auto why = EglContext::whyNoDisplay()) {
-        state.SkipWithError(("no EGL display: " + *why).c_str());
-        return true;
-    }
-    return false;
-}
+using bench::kHeight;
+using bench::kWidth;
+using bench::makeFrame;
+using bench::skipWithoutEgl;
 
 void BM_Pipeline_PictureFilterCapture_1080p(benchmark::State& state) {
     if (skipWithoutEgl(state)) {

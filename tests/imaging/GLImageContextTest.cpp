@@ -1,6 +1,8 @@
 // The processing context: the EGL context, the queue functions, device queries, programs.
 #include <atomic>
+#include <chrono>
 #include <future>
+#include <stdexcept>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -8,6 +10,7 @@
 #include "Velmora/imaging/GLImageContext.h"
 #include "Velmora/imaging/GLImageFilter.h"
 #include "Velmora/imaging/GLProgram.h"
+#include "Velmora/imaging/gl/ExtensionList.h"
 
 #include "tests/imaging/GLTestSupport.h"
 
@@ -109,6 +112,103 @@ TEST(GLImageContext, DeviceLimitsAndExtensionsAreQueriedFromGL) {
     EXPECT_TRUE(GLImageContext::supportsFastTextureUpload());
     const double m = GLImageContext::maximumTextureSizeForThisDevice();
     EXPECT_EQ(GLImageContext::sizeThatFitsWithinATextureForSize({2 * m, m}), (GLSize{m, m / 2}));
+}
+
+// Regression: a first device query from a queue block while another thread made its own
+// first query deadlocked on the function-local static's guard held across the hand-off.
+TEST(GLImageContext, FirstDeviceQueryFromTheQueueAndAnotherThreadAtOnce) {
+    VELMORA_REQUIRE_EGL();
+    for (int round = 0; round < 3; ++round) {
+        GLImageContext::forgetDeviceFactsForTesting();
+        std::promise<void> otherAsking;
+        auto inQueue = std::async(std::launch::async, [&] {
+            GLint size = 0;
+            runSynchronouslyOnVideoProcessingQueue([&] {
+                otherAsking.get_future().wait();
+                std::this_thread::sleep_for(std::chrono::milliseconds(20));
+                size = GLImageContext::maximumTextureSizeForThisDevice();
+            });
+            return size;
+        });
+        auto outside = std::async(std::launch::async, [&] {
+            otherAsking.set_value();
+            return GLImageContext::maximumVaryingVectorsForThisDevice();
+        });
+        ASSERT_EQ(inQueue.wait_for(std::chrono::seconds(20)), std::future_status::ready);
+        ASSERT_EQ(outside.wait_for(std::chrono::seconds(20)), std::future_status::ready);
+        EXPECT_GE(inQueue.get(), 2048);
+        EXPECT_GE(outside.get(), 8);
+    }
+}
+
+// Regression: a throwing block skipped the context's release and left it current on the
+// thread that ran it, so the next block on another thread could not make it current.
+TEST(ProcessingQueue, ThrowingBlocksReleaseTheContextAndReachSyncCallers) {
+    VELMORA_REQUIRE_EGL();
+    ScopedLogCatcher log;
+    runSynchronouslyOnVideoProcessingQueue([] { GLImageContext::useImageProcessingContext(); });
+    EXPECT_THROW(runSynchronouslyOnVideoProcessingQueue([] {
+                     GLImageContext::useImageProcessingContext();
+                     throw std::runtime_error("sync block failed");
+                 }),
+                 std::runtime_error);
+    const auto& context = GLImageContext::sharedImageProcessingContext().context();
+    EXPECT_FALSE(context && context->isCurrent());
+    runAsynchronouslyOnVideoProcessingQueue([] {
+        GLImageContext::useImageProcessingContext();
+        throw std::runtime_error("async block failed");
+    });
+    // Later work still runs, on another thread, with the context to itself.
+    auto later = std::async(std::launch::async, [] {
+        bool current = false;
+        runSynchronouslyOnVideoProcessingQueue([&] {
+            GLImageContext::useImageProcessingContext();
+            current = GLImageContext::sharedImageProcessingContext().context()->isCurrent();
+        });
+        return current;
+    });
+    ASSERT_EQ(later.wait_for(std::chrono::seconds(20)), std::future_status::ready);
+    EXPECT_TRUE(later.get());
+    EXPECT_GE(log.find("async block failed"), 0);
+}
+
+// Regression: a queued block holding the last reference to a filter destroyed it after the
+// block had ended, and the destructor's sync onto the queue waited for that same block.
+TEST(ProcessingQueue, FilterWhoseLastReferenceAQueuedBlockDrops) {
+    VELMORA_REQUIRE_EGL();
+    for (int round = 0; round < 3; ++round) {
+        auto filter = GLImageFilter::create();
+        filter->setFloat(0.5f, "unused");  // queues blocks that keep the filter alive
+        filter.reset();
+        auto drained = std::make_shared<std::promise<void>>();
+        auto done = drained->get_future();
+        // Detached, so that a regression fails here instead of hanging the suite.
+        std::thread([drained] {
+            runSynchronouslyOnVideoProcessingQueue([] {});
+            drained->set_value();
+        }).detach();
+        ASSERT_EQ(done.wait_for(std::chrono::seconds(20)), std::future_status::ready);
+    }
+}
+
+TEST(ExtensionList, SplitsOnSpacesAndMatchesWholeNames) {
+    EXPECT_EQ(splitExtensionList("GL_a  GL_b "), (std::vector<std::string>{"GL_a", "GL_b"}));
+    EXPECT_TRUE(splitExtensionList("").empty());
+    struct Case {
+        const char* list;
+        const char* name;
+        bool contained;
+    } const cases[] = {
+        {"EGL_KHR_a EGL_KHR_ab", "EGL_KHR_ab", true},
+        {"EGL_KHR_ab", "EGL_KHR_a", false},
+        {"EGL_KHR_a", "EGL_KHR_a", true},
+        {"", "", false},
+        {"x  y", "", false},
+        {"x y", "y", true},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(extensionListContains(c.list, c.name), c.contained) << c.list << " / " << c.name;
+    }
 }
 
 // Counts how often the program of its sources gets its attributes, i.e. is linked.

@@ -14,6 +14,8 @@ void addTextCommands(CLI::App& app, int& exitCode);  // soundex, phone, escape
 void addSqlCommand(CLI::App& app, int& exitCode);
 void addJsonCommand(CLI::App& app, int& exitCode);
 void addImageCommand(CLI::App& app, int& exitCode);
+// filter, blend and filters, under the image group.
+void addImageFilterCommands(CLI::App& image);
 void addDiffCommand(CLI::App& app, int& exitCode);
 void addIacCommand(CLI::App& app, int& exitCode);       // iac listen|call|url|deliver
 void addWormholeCommand(CLI::App& app, int& exitCode);  // wormhole pass|read|clear|listen

@@ -1,5 +1,7 @@
 // velmora image copy: runs a PNG image through the GPU pipeline (a still-image source and
 // one pass-through filter) and writes the result, turned, flipped or resized on the way.
+// Sizes are checked against the device before anything is allocated. The filter, blend
+// and filters subcommands live in ImageFilterCommand.cpp.
 //
 //   $ velmora image copy data/images/sample.png /tmp/turned.png --rotate 1
 //   data/images/sample.png (48x32) -> /tmp/turned.png (32x48), rotation 1
@@ -10,13 +12,13 @@
 #include <regex>
 #include <string>
 
+#include <fmt/format.h>
+
+#include "Velmora/imaging/GLImageContext.h"
 #include "Velmora/imaging/GLImageFilter.h"
-#include "Velmora/imaging/gl/EglContext.h"
-#include "Velmora/imaging/gl/PngFile.h"
-#include "Velmora/platform/logging/Log.h"
-#include "Velmora/services/VelmoraLogging.h"
 
 #include "tools/velmora/Commands.h"
+#include "tools/velmora/ImageCommandSupport.h"
 #include "tools/velmora/ToolSupport.h"
 
 namespace velmora::tool {
@@ -30,7 +32,8 @@ struct ImageCopyOptions {
     std::string fit;
 };
 
-const std::regex kSizePattern("([1-9][0-9]{0,4})x([1-9][0-9]{0,4})");
+// Any number of digits: the device's limit, not the pattern, says what is too large.
+const std::regex kSizePattern("([1-9][0-9]{0,8})x([1-9][0-9]{0,8})");
 
 std::optional<GLSize> parseSize(const std::string& text) {
     std::smatch match;
@@ -40,14 +43,29 @@ std::optional<GLSize> parseSize(const std::string& text) {
     return GLSize{std::stod(match[1].str()), std::stod(match[2].str())};
 }
 
-void copyImage(const ImageCopyOptions& options) {
-    std::string why;
-    const std::optional<Image> image = readPngFile(options.input, &why);
-    if (!image) {
-        fail(why);
+// The size the filter will render at, before anything is allocated.
+GLSize outputSizeFor(const ImageCopyOptions& options, const Image& image) {
+    const GLSize input = GLImageContext::sizeThatFitsWithinATextureForSize(
+        {static_cast<double>(image.width()), static_cast<double>(image.height())});
+    const GLSize rotated = rotatedSize(input, static_cast<GLImageRotationMode>(options.rotation));
+    if (!options.size.empty()) {
+        return *parseSize(options.size);
     }
-    if (auto noDisplay = EglContext::whyNoDisplay()) {
-        fail("no GPU context can be made: " + *noDisplay);
+    if (!options.fit.empty()) {
+        const GLSize box = *parseSize(options.fit);
+        return aspectFitRect(input, {0, 0, box.width, box.height}).size();
+    }
+    return rotated;
+}
+
+void copyImage(const ImageCopyOptions& options) {
+    const Image image = readInputImage(options.input);
+    requireImagePipeline();
+    if (!options.size.empty()) {
+        checkOutputSize("--size", options.size, *parseSize(options.size));
+    } else if (!options.fit.empty()) {
+        checkOutputSize("--fit", options.fit, *parseSize(options.fit));
+        checkOutputSize("--fit", options.fit, outputSizeFor(options, image));
     }
     auto filter = GLImageFilter::create();
     if (!filter->filterProgram()) {
@@ -59,16 +77,10 @@ void copyImage(const ImageCopyOptions& options) {
     } else if (!options.fit.empty()) {
         filter->forceProcessingAtSizeRespectingAspectRatio(*parseSize(options.fit));
     }
-    const std::optional<Image> result = filter->newCGImageByFilteringCGImage(*image);
-    if (!result) {
-        fail("the image could not be processed");
-    }
-    if (!writePngFile(*result, options.output, &why)) {
-        fail(why);
-    }
-    std::cout << options.input << " (" << image->width() << "x" << image->height() << ") -> "
-              << options.output << " (" << result->width() << "x" << result->height()
-              << "), rotation " << options.rotation << '\n';
+    const Image result = filterImage(image, {filter});
+    writeOutputImage(result, options.output);
+    writeLine(fmt::format("{} ({}) -> {} ({}), rotation {}", options.input, describeSize(image),
+                          options.output, describeSize(result), options.rotation));
 }
 
 }  // namespace
@@ -100,15 +112,10 @@ void addImageCommand(CLI::App& app, int& /*exitCode*/) {
         ->check(sizeCheck)
         ->excludes(size);
     copy->callback([options] {
-        LoggingOptions logging;
-        logging.consoleLevel = LogLevel::Warning;
-        configureLogging(logging);
-        // Loggers go before the tool's error line is printed, whichever way this ends.
-        const struct LoggerScope {
-            ~LoggerScope() { Log::removeAllLoggers(); }
-        } loggers;
+        const ImageLoggingScope logging;
         copyImage(*options);
     });
+    addImageFilterCommands(*image);
 }
 
 }  // namespace velmora::tool

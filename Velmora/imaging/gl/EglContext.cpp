@@ -7,6 +7,8 @@
 #include <EGL/eglext.h>
 #include <fmt/format.h>
 
+#include "Velmora/imaging/gl/ExtensionList.h"
+
 namespace velmora {
 
 // One initialised display per process while any context uses it: eglTerminate is not
@@ -36,21 +38,7 @@ std::string eglFailure(std::string_view what) {
 }
 
 bool hasExtension(const char* list, std::string_view name) {
-    if (list == nullptr) {
-        return false;
-    }
-    std::string_view rest(list);
-    while (!rest.empty()) {
-        const auto end = rest.find(' ');
-        if (rest.substr(0, end) == name) {
-            return true;
-        }
-        if (end == std::string_view::npos) {
-            break;
-        }
-        rest.remove_prefix(end + 1);
-    }
-    return false;
+    return list != nullptr && extensionListContains(list, name);
 }
 
 std::shared_ptr<EglContext::Display> openSurfaceless(std::string& why) {

@@ -36,33 +36,59 @@ PixelBuffer::PixelBuffer(int width, int height, std::size_t bytesPerRow,
 
 PixelBuffer::~PixelBuffer() = default;
 
+// The mirror's copies (GL read-back and upload) run outside mutex_: a copy can take
+// milliseconds, and lockCount() or another thread's nested lock must not stall behind it.
+// copying_ keeps everything that would race with a copy (another copy, a detach, a lock
+// that would read half-copied bytes) waiting until it ends.
 bool PixelBuffer::lockBaseAddress(Lock mode) {
-    std::lock_guard lock(mutex_);
-    if (lockCount_ == 0) {
-        writtenSinceLock_ = false;
-        if (mirror_ != nullptr) {
-            mirror_->copyToBuffer(bytes_.get(), bytesPerRow_);
+    Mirror* copyIn = nullptr;
+    {
+        std::unique_lock lock(mutex_);
+        copyEnded_.wait(lock, [this] { return !copying_; });
+        if (lockCount_ == 0) {
+            writtenSinceLock_ = false;
+            copyIn = mirror_;
+            copying_ = copyIn != nullptr;
+        }
+        ++lockCount_;
+        if (mode == Lock::ReadWrite) {
+            writtenSinceLock_ = true;
         }
     }
-    ++lockCount_;
-    if (mode == Lock::ReadWrite) {
-        writtenSinceLock_ = true;
+    if (copyIn != nullptr) {
+        const CopyEnd end(*this);
+        copyIn->copyToBuffer(bytes_.get(), bytesPerRow_);
     }
     return true;
 }
 
 bool PixelBuffer::unlockBaseAddress(Lock) {
-    std::lock_guard lock(mutex_);
-    if (lockCount_ == 0) {
-        return false;
-    }
-    if (--lockCount_ == 0 && writtenSinceLock_) {
-        writtenSinceLock_ = false;
-        if (mirror_ != nullptr) {
-            mirror_->copyFromBuffer(bytes_.get(), bytesPerRow_);
+    Mirror* copyOut = nullptr;
+    {
+        std::unique_lock lock(mutex_);
+        copyEnded_.wait(lock, [this] { return !copying_; });
+        if (lockCount_ == 0) {
+            return false;
+        }
+        if (--lockCount_ == 0 && writtenSinceLock_) {
+            writtenSinceLock_ = false;
+            copyOut = mirror_;
+            copying_ = copyOut != nullptr;
         }
     }
+    if (copyOut != nullptr) {
+        const CopyEnd end(*this);
+        copyOut->copyFromBuffer(bytes_.get(), bytesPerRow_);
+    }
     return true;
+}
+
+PixelBuffer::CopyEnd::~CopyEnd() {
+    {
+        std::lock_guard lock(buffer_.mutex_);
+        buffer_.copying_ = false;
+    }
+    buffer_.copyEnded_.notify_all();
 }
 
 int PixelBuffer::lockCount() const {
@@ -71,7 +97,8 @@ int PixelBuffer::lockCount() const {
 }
 
 void PixelBuffer::setMirror(Mirror* mirror) {
-    std::lock_guard lock(mutex_);
+    std::unique_lock lock(mutex_);
+    copyEnded_.wait(lock, [this] { return !copying_; });
     mirror_ = mirror;
 }
 

@@ -13,6 +13,7 @@
 //   auto* bytes = static_cast<const std::uint8_t*>(buffer->baseAddress());
 //   buffer->unlockBaseAddress(PixelBuffer::Lock::ReadOnly);
 
+#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -24,8 +25,9 @@ class PixelBuffer : public std::enable_shared_from_this<PixelBuffer> {
   public:
     enum class Lock { ReadWrite, ReadOnly };
 
-    // The other side of a mirrored buffer (a texture). Calls come with the buffer's lock
-    // held; each answers false when it cannot act on this thread (context not current).
+    // The other side of a mirrored buffer (a texture). Calls come outside the buffer's
+    // mutex, one at a time, never while the mirror is being detached; each answers false when it
+    // cannot act on this thread (context not current).
     class Mirror {
       public:
         virtual ~Mirror() = default;
@@ -76,7 +78,21 @@ class PixelBuffer : public std::enable_shared_from_this<PixelBuffer> {
     const std::size_t bytesPerRow_;
     const std::unique_ptr<std::uint8_t, AlignedFree> bytes_;
 
-    mutable std::mutex mutex_;  // guards the three below and calls into the mirror
+    // Ends a copy through the mirror, also when the copy throws.
+    class CopyEnd {
+      public:
+        explicit CopyEnd(PixelBuffer& buffer) : buffer_(buffer) {}
+        ~CopyEnd();
+        CopyEnd(const CopyEnd&) = delete;
+        CopyEnd& operator=(const CopyEnd&) = delete;
+
+      private:
+        PixelBuffer& buffer_;
+    };
+
+    mutable std::mutex mutex_;  // guards the four below
+    std::condition_variable copyEnded_;
+    bool copying_ = false;  // a copy through the mirror runs outside mutex_
     int lockCount_ = 0;
     bool writtenSinceLock_ = false;
     Mirror* mirror_ = nullptr;

@@ -1,0 +1,47 @@
+#pragma once
+// What the imaging benchmarks share: the 1920x1080 test frame and the skip for machines
+// without an EGL display.
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+
+#include "Velmora/imaging/gl/EglContext.h"
+#include "Velmora/imaging/gl/Image.h"
+
+namespace velmora::bench {
+
+constexpr int kWidth = 1920;
+constexpr int kHeight = 1080;
+
+// Opaque RGBA with every channel varying, so that no filter meets a flat image.
+inline std::vector<std::uint8_t> frameBytes() {
+    std::vector<std::uint8_t> bytes(static_cast<std::size_t>(kWidth) * kHeight * 4);
+    for (int y = 0; y < kHeight; ++y) {
+        for (int x = 0; x < kWidth; ++x) {
+            std::uint8_t* p = &bytes[(static_cast<std::size_t>(y) * kWidth + x) * 4];
+            p[0] = static_cast<std::uint8_t>(x);
+            p[1] = static_cast<std::uint8_t>(y);
+            p[2] = static_cast<std::uint8_t>(x ^ y);
+            p[3] = 255;
+        }
+    }
+    return bytes;
+}
+
+inline Image makeFrame() {
+    return Image(kWidth, kHeight, 8, 32, kWidth * 4, kImageAlphaLast,
+                 DataProvider::owning(frameBytes()));
+}
+
+inline bool skipWithoutEgl(benchmark::State& state) {
+    if (auto why = EglContext::whyNoDisplay()) {
+        state.SkipWithError(("no EGL display: " + *why).c_str());
+        return true;
+    }
+    return false;
+}
+
+}  // namespace velmora::bench
