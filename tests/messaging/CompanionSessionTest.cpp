@@ -24,7 +24,7 @@
 #include "Velmora/platform/storage/KeyedArchiver.h"
 #include "Velmora/platform/storage/UniqueFd.h"
 
-#include "tests/platform/ScopedVelmoraHome.h"
+#include "tests/support/ScopedVelmoraHome.h"
 #include "tests/support/TestSupport.h"
 
 namespace velmora {

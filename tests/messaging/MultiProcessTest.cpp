@@ -20,7 +20,7 @@
 #include "Velmora/platform/storage/SystemNotificationCenter.h"
 
 #include "tests/messaging/ChildProcess.h"
-#include "tests/platform/ScopedVelmoraHome.h"
+#include "tests/support/ScopedVelmoraHome.h"
 
 namespace velmora {
 namespace {

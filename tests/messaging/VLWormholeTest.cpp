@@ -17,7 +17,7 @@
 #include "Velmora/platform/logging/MemoryLogger.h"
 #include "Velmora/platform/storage/SystemNotificationCenter.h"
 
-#include "tests/platform/ScopedVelmoraHome.h"
+#include "tests/support/ScopedVelmoraHome.h"
 #include "tests/support/TestSupport.h"
 
 namespace velmora {

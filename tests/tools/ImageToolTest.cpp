@@ -9,7 +9,7 @@
 
 #include "Velmora/imaging/gl/PngFile.h"
 
-#include "tests/platform/ScopedVelmoraHome.h"
+#include "tests/support/ScopedVelmoraHome.h"
 #include "tests/tools/ToolRun.h"
 
 namespace velmora::testing {

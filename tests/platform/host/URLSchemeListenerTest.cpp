@@ -19,7 +19,7 @@
 #include "Velmora/platform/logging/MemoryLogger.h"
 #include "Velmora/platform/storage/UniqueFd.h"
 
-#include "tests/platform/ScopedVelmoraHome.h"
+#include "tests/support/ScopedVelmoraHome.h"
 #include "tests/support/TestSupport.h"
 
 namespace velmora {

@@ -7,7 +7,7 @@
 
 #include "Velmora/platform/storage/FileCoordinator.h"
 
-#include "tests/platform/ScopedVelmoraHome.h"
+#include "tests/support/ScopedVelmoraHome.h"
 
 namespace velmora {
 namespace {

@@ -11,7 +11,7 @@
 #include "Velmora/platform/logging/MemoryLogger.h"
 #include "Velmora/platform/storage/SystemNotificationCenter.h"
 
-#include "tests/platform/ScopedVelmoraHome.h"
+#include "tests/support/ScopedVelmoraHome.h"
 
 namespace velmora {
 namespace {
