@@ -24,7 +24,9 @@ namespace velmora {
 
 class VLMUndoManager;
 
-class VLMUndoManagerProxy : public Object, public SelectorTarget {
+class VLMUndoManagerProxy : public Object,
+                            public SelectorTarget,
+                            public std::enable_shared_from_this<VLMUndoManagerProxy> {
   public:
     explicit VLMUndoManagerProxy(VLMUndoManager& manager) : manager_(manager) {}
 
