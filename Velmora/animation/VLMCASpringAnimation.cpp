@@ -11,8 +11,6 @@
 namespace velmora {
 namespace {
 
-constexpr double kSampleStep = static_cast<double>(0.001f);
-
 std::string describe(const std::optional<AnimationValue>& value) {
     return value ? value->description() : std::string("(null)");
 }

@@ -35,6 +35,8 @@ namespace velmora {
 class VLMCASpringAnimation {
   public:
     static constexpr std::size_t kMaxSamples = 1'000'000;
+    // One key frame per millisecond (0.001f, widened to double).
+    static constexpr double kSampleStep = static_cast<double>(0.001f);
     using Map = std::function<AnimationValue(std::span<const double> components)>;
 
     static VLMCASpringAnimation animationWithKeyPath(std::string keyPath);
