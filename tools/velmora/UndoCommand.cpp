@@ -1,0 +1,319 @@
+// velmora undo: runs a small script of edits, groups, undos and redos against an undo
+// manager on the real main run loop, acting on a document of named text fields, so that
+// grouping, coalescing and limits can be watched at work.
+//
+//   $ printf 'set title Groceries\npass\nundo\nprint\n' | velmora undo
+#include <cstdio>
+#include <fstream>
+#include <iostream>
+#include <map>
+#include <memory>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "Velmora/platform/dispatch/RunLoop.h"
+#include "Velmora/platform/foundation/NotificationCenter.h"
+#include "Velmora/undo/SelectorTable.h"
+#include "Velmora/undo/VLMUndoManager.h"
+
+#include "tools/velmora/Commands.h"
+
+namespace velmora::tool {
+namespace {
+
+// A script line that cannot be run; the message already names the line.
+class ScriptError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+// Named text fields, in the order they were first set; each change registers its undo.
+class Document : public Object, public SelectorTarget {
+  public:
+    static std::shared_ptr<Document> make(VLMUndoManager& undo) {
+        auto document = std::make_shared<Document>(undo);
+        document->self_ = document;
+        return document;
+    }
+    explicit Document(VLMUndoManager& undo) : undo_(undo) {}
+
+    void set(const std::string& field, const std::string& value) {
+        std::string& slot = field_(field);
+        undo_.prepareWithInvocationTarget(self_.lock()).invoke("setField:to:", field, slot);
+        slot = value;
+    }
+
+    std::string text() const {
+        std::string text;
+        for (const auto& [name, value] : fields_) {
+            text += (text.empty() ? "" : ", ") + name + " = \"" + value + "\"";
+        }
+        return text.empty() ? "(empty)" : text;
+    }
+
+    bool respondsToSelector(Selector selector) const override { return table().responds(selector); }
+    Value performSelector(Selector selector, std::span<const Value> arguments) override {
+        return table().perform(*this, selector, arguments);
+    }
+
+  private:
+    static const SelectorTable<Document>& table() {
+        static const SelectorTable<Document> kTable{
+            {"setField:to:", [](Document& d, std::span<const Value> a) {
+                 d.set(a[0].stringValue(), a[1].stringValue());
+                 return Value();
+             }}};
+        return kTable;
+    }
+
+    std::string& field_(const std::string& name) {
+        for (auto& [key, value] : fields_) {
+            if (key == name) {
+                return value;
+            }
+        }
+        return fields_.emplace_back(name, std::string()).second;
+    }
+
+    VLMUndoManager& undo_;
+    std::weak_ptr<Document> self_;
+    std::vector<std::pair<std::string, std::string>> fields_;
+};
+
+std::string describeTask(const VLMUndoTaskRef& task, int depth);
+
+std::string describeGroup(const VLMUndoGroup& group, int depth) {
+    std::string text = std::string(static_cast<std::size_t>(depth) * 2, ' ') + "group";
+    if (!group.actionName().empty()) {
+        text += " '" + group.actionName() + "'";
+    }
+    text += group.tasks().empty() ? " (empty)\n" : "\n";
+    for (const VLMUndoTaskRef& task : group.tasks()) {
+        text += describeTask(task, depth + 1);
+    }
+    return text;
+}
+
+std::string describeTask(const VLMUndoTaskRef& task, int depth) {
+    if (const auto* group = dynamic_cast<const VLMUndoGroup*>(task.get())) {
+        return describeGroup(*group, depth);
+    }
+    std::string text = std::string(static_cast<std::size_t>(depth) * 2, ' ');
+    if (const auto* call = dynamic_cast<const VLMConcreteUndoTask*>(task.get())) {
+        text += call->selector().name();
+        for (const Value& argument : call->invocation().arguments()) {
+            text += " \"" + argument.stringValue() + "\"";
+        }
+    }
+    return text + "\n";
+}
+
+std::string describeStack(const char* name, const VLMUndoManager::Stack& stack) {
+    std::string text = std::string(name) + " stack (" + std::to_string(stack.size()) +
+                       (stack.empty() ? ")\n" : ", oldest first):\n");
+    for (const VLMUndoGroupRef& group : stack) {
+        text += describeGroup(*group, 1);
+    }
+    return text;
+}
+
+bool onOff(const std::string& word, std::size_t line) {
+    if (word == "on" || word == "off") {
+        return word == "on";
+    }
+    throw ScriptError("line " + std::to_string(line) + ": expected on or off, not '" + word + "'");
+}
+
+class ScriptRunner {
+  public:
+    ScriptRunner(std::vector<std::string> lines, bool notifications)
+        : lines_(std::move(lines)), document_(Document::make(undo_)) {
+        if (notifications) {
+            observation_ = NotificationCenter::defaultCenter().addObserver(
+                "", &undo_, [](const Notification& n) {
+                    std::cout << "notification: " << n.name;
+                    if (const ObjectRef group = n.userInfo[VLMUndoManagerActionKey].asObject()) {
+                        const auto* dropped = dynamic_cast<const VLMUndoGroup*>(group.get());
+                        std::cout << " (group '" << (dropped ? dropped->actionName() : "") << "')";
+                    }
+                    std::cout << '\n';
+                });
+        }
+    }
+
+    // Runs the lines up to the next `pass`, then lets the loop finish its pass.
+    void runPass() {
+        try {
+            while (next_ < lines_.size()) {
+                const std::size_t number = ++next_;
+                if (!runLine(lines_[number - 1], number)) {
+                    RunLoop::main().post([this] { runPass(); });
+                    return;
+                }
+            }
+        } catch (const ScriptError& e) {
+            error_ = e.what();
+        } catch (const std::exception& e) {
+            // The manager's misuse texts (InternalInconsistencyException), and whatever a
+            // recorded call threw during undo or redo.
+            error_ = "line " + std::to_string(next_) + ": " + e.what();
+        }
+        RunLoop::main().stop();
+    }
+
+    const std::string& error() const { return error_; }
+
+  private:
+    // False when the line ends the pass.
+    bool runLine(const std::string& line, std::size_t number) {
+        std::istringstream words(line);
+        std::string command;
+        if (!(words >> command) || command[0] == '#') {
+            return true;
+        }
+        std::string argument;
+        words >> argument;
+        std::string rest;
+        std::getline(words >> std::ws, rest);
+        const auto need = [&](bool ok, const char* what) {
+            if (!ok) {
+                throw ScriptError("line " + std::to_string(number) + ": " + command + " " + what);
+            }
+        };
+        if (command == "set") {
+            need(!argument.empty(), "needs a field and a value");
+            document_->set(argument, rest);
+            return true;
+        }
+        need(rest.empty() || command == "name", "has too many words");
+        if (command == "pass") {
+            need(argument.empty(), "takes no argument");
+            return false;
+        }
+        if (command == "name") {
+            need(!argument.empty(), "needs an action name");
+            undo_.setActionName(rest.empty() ? argument : argument + " " + rest);
+        } else if (command == "levels") {
+            need(!argument.empty() && argument.find_first_not_of("0123456789") == std::string::npos &&
+                     argument.size() < 19,
+                 "needs a whole number");
+            undo_.setLevelsOfUndo(std::stoull(argument));
+        } else if (command == "coalesce") {
+            if (argument == "last" || argument == "all") {
+                undo_.setCoalescingKind(argument == "last" ? VLMCoalesceLastTask
+                                                           : VLMCoalesceAllMatchingTasks);
+            } else if (onOff(argument, number)) {
+                undo_.enableUndoTaskCoalescing();
+            } else {
+                undo_.disableUndoTaskCoalescing();
+            }
+        } else if (command == "group-by-event") {
+            undo_.setGroupsByEvent(onOff(argument, number));
+        } else {
+            need(argument.empty(), "takes no argument");
+            runPlain(command, number);
+        }
+        return true;
+    }
+
+    void runPlain(const std::string& command, std::size_t number) {
+        if (command == "begin") {
+            undo_.beginUndoGrouping();
+        } else if (command == "end") {
+            undo_.endUndoGrouping();
+        } else if (command == "begin-single") {
+            undo_.beginUndoGroupingUsingSingleGroup();
+        } else if (command == "end-single") {
+            undo_.endUndoGroupingUsingSingleGroup(true);
+        } else if (command == "undo") {
+            undo_.undo();
+        } else if (command == "redo") {
+            undo_.redo();
+        } else if (command == "explode") {
+            undo_.explodeTopUndoAction();
+        } else if (command == "remove-target") {
+            undo_.removeAllActionsWithTarget(document_);
+        } else if (command == "print") {
+            print();
+        } else {
+            throw ScriptError("line " + std::to_string(number) + ": unknown command '" + command +
+                              "'");
+        }
+    }
+
+    void print() {
+        // Asked first: canRedo() posts a checkpoint, which --notifications prints.
+        const std::string undoTitle = undo_.undoMenuItemTitle();
+        const std::string redoTitle = undo_.redoMenuItemTitle();
+        std::cout << "document: " << document_->text() << '\n'
+                  << describeStack("undo", undo_.undoStack())
+                  << describeStack("redo", undo_.redoStack())
+                  << "undo menu: " << undoTitle << '\n'
+                  << "redo menu: " << redoTitle << '\n'
+                  << "change count: " << undo_.changeCount() << '\n';
+    }
+
+    std::vector<std::string> lines_;
+    std::size_t next_ = 0;
+    VLMUndoManager undo_;
+    std::shared_ptr<Document> document_;
+    NotificationCenter::Observation observation_;
+    std::string error_;
+};
+
+struct UndoOptions {
+    std::string script;
+    bool notifications = false;
+};
+
+int failUndo(const std::string& message) {
+    std::cout.flush();
+    std::fprintf(stderr, "error: velmora undo: %s\n", message.c_str());
+    return 1;
+}
+
+int runUndo(const UndoOptions& options) {
+    std::ifstream file;
+    if (!options.script.empty() && options.script != "-") {
+        file.open(options.script);
+        if (!file) {
+            return failUndo("cannot open " + options.script);
+        }
+    }
+    std::istream& input = file.is_open() ? file : std::cin;
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(input, line);) {
+        lines.push_back(std::move(line));
+    }
+    if (input.bad()) {
+        return failUndo("cannot read " + (options.script.empty() ? "standard input" : options.script));
+    }
+    ScriptRunner runner(std::move(lines), options.notifications);
+    RunLoop::main().post([&runner] { runner.runPass(); });
+    RunLoop::main().run();
+    if (!runner.error().empty()) {
+        return failUndo(runner.error());
+    }
+    std::cout.flush();
+    return std::cout ? 0 : failUndo("cannot write the output");
+}
+
+}  // namespace
+
+void addUndoCommand(CLI::App& app, int& exitCode) {
+    auto options = std::make_shared<UndoOptions>();
+    CLI::App* command = app.add_subcommand(
+        "undo", "Run a script of edits, groups, undos and redos against an undo manager");
+    command->add_option("SCRIPT", options->script,
+                        "The script, one command a line (standard input when absent or -): "
+                        "set FIELD VALUE, begin, end, begin-single, end-single, name ACTION, "
+                        "undo, redo, pass, levels N, coalesce on|off|last|all, "
+                        "group-by-event on|off, explode, remove-target, print");
+    command->add_flag("--notifications", options->notifications,
+                      "Also print every undo notification as it is posted");
+    command->callback([options, &exitCode] { exitCode = runUndo(*options); });
+}
+
+}  // namespace velmora::tool
