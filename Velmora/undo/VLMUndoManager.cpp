@@ -35,7 +35,15 @@ VLMUndoManager::~VLMUndoManager() {
 }
 
 void VLMUndoManager::post(const char* name, Value userInfo) {
-    NotificationCenter::defaultCenter().post(Notification{name, this, std::move(userInfo)});
+    if (!userInfo.isNil()) {
+        NotificationCenter::defaultCenter().post(Notification{name, this, std::move(userInfo)});
+        return;
+    }
+    auto found = plainNotifications_.find(name);
+    if (found == plainNotifications_.end()) {
+        found = plainNotifications_.emplace(name, Notification{name, this, {}}).first;
+    }
+    NotificationCenter::defaultCenter().post(found->second);
 }
 
 void VLMUndoManager::beginUndoGrouping(Value extraData, bool useASingleGroup) {

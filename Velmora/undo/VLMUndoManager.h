@@ -34,6 +34,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "Velmora/platform/foundation/Date.h"
@@ -118,7 +119,12 @@ class VLMUndoManager : public SelectorTarget {
     // performed (and not at all once an unretained target is gone). name stands for the
     // selector in coalescing, descriptions and exploded names.
     template <class T, class F>
-    bool registerUndo(const std::shared_ptr<T>& target, F action, std::string_view name = "block");
+    bool registerUndo(const std::shared_ptr<T>& target, F action, std::string_view name = "block") {
+        return registerUndo(target, std::move(action), Selector(name));
+    }
+    // The same with the name already a Selector (which saves interning it on every call).
+    template <class T, class F>
+    bool registerUndo(const std::shared_ptr<T>& target, F action, Selector name);
     void enableUndoRegistration();
     void disableUndoRegistration() { --enableLevel_; }
     bool isUndoRegistrationEnabled() const { return enableLevel_ >= 0; }
@@ -224,11 +230,12 @@ class VLMUndoManager : public SelectorTarget {
     bool ignoreNextEndGrouping_ = false;
     bool postVLMNotifications_ = false;
     std::optional<Date> lastUndoRedoDate_;
+    // Notifications without user info, built once: posting is on every group's path.
+    std::unordered_map<const char*, Notification> plainNotifications_;
 };
 
 template <class T, class F>
-bool VLMUndoManager::registerUndo(const std::shared_ptr<T>& target, F action,
-                                  std::string_view name) {
+bool VLMUndoManager::registerUndo(const std::shared_ptr<T>& target, F action, Selector name) {
     if (!isUndoRegistrationEnabled()) {
         return false;
     }
@@ -236,7 +243,7 @@ bool VLMUndoManager::registerUndo(const std::shared_ptr<T>& target, F action,
         action(static_cast<T&>(object));
     };
     auto task = VLMConcreteUndoTask::make(
-        VLMInvocation(nullptr, Selector(name), {}, VLMInvocation::Body(std::move(body))));
+        VLMInvocation(nullptr, name, {}, VLMInvocation::Body(std::move(body))));
     task->setTarget(target, retainsTargets_);
     return submitUndoTask(task);
 }
