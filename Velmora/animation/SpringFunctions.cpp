@@ -34,9 +34,9 @@ bool VLSpringThresholdReached(double current, double previous, double to, double
     return std::fabs(previous - current) <= threshold && std::fabs(current - to) <= threshold;
 }
 
-bool VLSpringCalculationsAreComplete(double current1, double previous1, double to1,
-                                     double current2, double previous2, double to2,
-                                     double current3, double previous3, double to3) {
+bool VLSpringCalculationsAreComplete(double current1, double previous1, double to1, double current2,
+                                     double previous2, double to2, double current3,
+                                     double previous3, double to3) {
     const auto settled = [](double current, double previous, double to) {
         return std::fabs(previous - current) < kSpringCompletionLimit &&
                std::fabs(current - to) < kSpringCompletionLimit;

@@ -28,8 +28,8 @@ double VLSpringAbsolutePosition(double amplitude, double time, double phase, dou
 // |previous − current| ≤ threshold and |current − to| ≤ threshold.
 bool VLSpringThresholdReached(double current, double previous, double to, double threshold);
 // Each of the six distances |previous − current| and |current − to| is below 0.001f.
-bool VLSpringCalculationsAreComplete(double current1, double previous1, double to1,
-                                     double current2, double previous2, double to2,
-                                     double current3, double previous3, double to3);
+bool VLSpringCalculationsAreComplete(double current1, double previous1, double to1, double current2,
+                                     double previous2, double to2, double current3,
+                                     double previous3, double to3);
 
 }  // namespace velmora

@@ -24,8 +24,12 @@ VLMCASpringAnimation VLMCASpringAnimation::animationWithKeyPath(std::string keyP
 }
 
 VLMCASpringAnimation::VLMCASpringAnimation(const VLMCASpringAnimation& other)
-    : keyPath_(other.keyPath_), mass_(other.mass_), damping_(other.damping_),
-      stiffness_(other.stiffness_), toValue_(other.toValue_), fromValue_(other.fromValue_),
+    : keyPath_(other.keyPath_),
+      mass_(other.mass_),
+      damping_(other.damping_),
+      stiffness_(other.stiffness_),
+      toValue_(other.toValue_),
+      fromValue_(other.fromValue_),
       interpolatedValues_(other.interpolatedValues_) {}
 
 VLMCASpringAnimation& VLMCASpringAnimation::operator=(const VLMCASpringAnimation& other) {
@@ -57,9 +61,10 @@ void VLMCASpringAnimation::setMass(double mass) {
 
 void VLMCASpringAnimation::setDamping(double damping) {
     if (damping <= 0) {
-        log::error("[{}] LOGIC ERROR. `damping` should be > 0.0f to avoid an infinite spring "
-                   "calculation",
-                   "VLMCASpringAnimation");
+        log::error(
+            "[{}] LOGIC ERROR. `damping` should be > 0.0f to avoid an infinite spring "
+            "calculation",
+            "VLMCASpringAnimation");
         damping = 1.0;
     }
     damping_ = damping;
@@ -132,8 +137,8 @@ std::vector<AnimationValue> VLMCASpringAnimation::valuesFromNumbers(std::span<co
     while (true) {
         bool settled = true;
         for (std::size_t i = 0; i < count; ++i) {
-            current[i] =
-                VLSpringAbsolutePosition(distance[i], time, 0, damping_, mass_, stiffness_, start[i]);
+            current[i] = VLSpringAbsolutePosition(distance[i], time, 0, damping_, mass_, stiffness_,
+                                                  start[i]);
         }
         for (std::size_t i = 0; i < count && settled; ++i) {
             settled = VLSpringThresholdReached(previous[i], current[i], target[i], threshold[i]);
@@ -142,9 +147,10 @@ std::vector<AnimationValue> VLMCASpringAnimation::valuesFromNumbers(std::span<co
             break;
         }
         if (result.size() == kMaxSamples) {
-            log::warning("[VLMCASpringAnimation] the spring did not settle within {} samples; "
-                         "its key frames end there",
-                         kMaxSamples);
+            log::warning(
+                "[VLMCASpringAnimation] the spring did not settle within {} samples; "
+                "its key frames end there",
+                kMaxSamples);
             break;
         }
         previous.swap(current);

@@ -18,7 +18,7 @@
 // Thread safety: none; use one animation on one thread at a time.
 //
 //   auto spring = VLMCASpringAnimation::animationWithKeyPath("position.x");
-//   spring.setFromValue(AnimationValue::number(0));  spring.setToValue(AnimationValue::number(100));
+//   spring.setFromValue(AnimationValue::number(0)); spring.setToValue(AnimationValue::number(100));
 //   for (const AnimationValue& frame : spring.values()) { apply(frame); }
 
 #include <cstddef>

@@ -4,8 +4,8 @@
 //
 // Thread safety: build once (a function-local static); then read from any thread.
 //
-//   static const SelectorTable<Document> kTable{
-//       {"setTitle:", [](Document& d, std::span<const Value> a) { d.setTitle(a[0].stringValue()); return Value(); }}};
+//   static const SelectorTable<Document> kTable{{"setTitle:", [](Document& d, auto args) {
+//       d.setTitle(args[0].stringValue()); return Value(); }}};
 //   bool respondsToSelector(Selector s) const override { return kTable.responds(s); }
 
 #include <functional>

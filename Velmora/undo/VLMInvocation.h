@@ -29,7 +29,9 @@ class VLMInvocation {
 
     VLMInvocation() : selector_(nullSelector()) {}
     VLMInvocation(ObjectRef target, Selector selector, Array arguments = {}, Body body = {})
-        : target_(std::move(target)), selector_(selector), arguments_(std::move(arguments)),
+        : target_(std::move(target)),
+          selector_(selector),
+          arguments_(std::move(arguments)),
           body_(std::move(body)) {}
 
     const ObjectRef& target() const { return target_; }

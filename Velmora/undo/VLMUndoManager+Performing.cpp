@@ -57,7 +57,8 @@ void VLMUndoManager::popAndPerform(bool undoing) {
     if (!group->hasTask()) {
         return;
     }
-    post(undoing ? NSUndoManagerWillUndoChangeNotification : NSUndoManagerWillRedoChangeNotification);
+    post(undoing ? NSUndoManagerWillUndoChangeNotification
+                 : NSUndoManagerWillRedoChangeNotification);
     state_ = undoing ? VLMUndoManagerState::Undoing : VLMUndoManagerState::Redoing;
     // From here the manager must get back to collecting whatever the tasks do: a failed
     // task is rethrown only after the stacks are settled.
@@ -131,8 +132,8 @@ std::string VLMUndoManager::redoMenuTitleForUndoActionName(std::string_view name
     return menuTitle(canRedo(), "Redo", "Nothing To Redo", name);
 }
 
-std::string VLMUndoManager::menuTitle(bool available, std::string_view verb,
-                                      std::string_view empty, std::string_view name) const {
+std::string VLMUndoManager::menuTitle(bool available, std::string_view verb, std::string_view empty,
+                                      std::string_view name) const {
     const Bundle& bundle = Bundle::main();
     if (!available) {
         return bundle.localizedString(empty, "");

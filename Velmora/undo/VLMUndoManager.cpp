@@ -57,7 +57,8 @@ void VLMUndoManager::beginUndoGrouping(Value extraData, bool useASingleGroup) {
     auto group = std::make_shared<VLMUndoGroup>(std::move(extraData));
     if (groupLevel_ > 0) {
         if (!openGroup_) {
-            inconsistency("internal inconsistency - group level was > 0 but no open group was found");
+            inconsistency(
+                "internal inconsistency - group level was > 0 but no open group was found");
         }
         openGroup_->addTask(group);
     } else if (isUndoing()) {
@@ -115,8 +116,9 @@ void VLMUndoManager::endUndoGroupingUsingSingleGroup(bool useASingleGroup) {
     }
     const VLMUndoGroupRef top = peekUndo();
     post(NSUndoManagerDidCloseUndoGroupNotification,
-         top && top->actionIsDiscardable() ? Value(Dictionary{{NSUndoManagerGroupIsDiscardableKey, true}})
-                                           : Value());
+         top && top->actionIsDiscardable()
+             ? Value(Dictionary{{NSUndoManagerGroupIsDiscardableKey, true}})
+             : Value());
     if (postVLMNotifications_) {
         post(VLMUndoManagerDidCloseUndoGroupNotification);
     }
@@ -130,8 +132,8 @@ void VLMUndoManager::conditionallyBeginUndoGrouping() {
     if (groupLevel_ != 1) {
         inconsistency("internal inconsistency - group level should be 1 here");
     }
-    RunLoop::main().performAtEndOfPass(this, kEndOfEventOrder, [this] { endUndoGrouping(); },
-                                       runLoopModes_);
+    RunLoop::main().performAtEndOfPass(
+        this, kEndOfEventOrder, [this] { endUndoGrouping(); }, runLoopModes_);
 }
 
 void VLMUndoManager::registerUndoWithTarget(const ObjectRef& target, Selector selector,
@@ -139,7 +141,8 @@ void VLMUndoManager::registerUndoWithTarget(const ObjectRef& target, Selector se
     if (isUndoRegistrationEnabled()) {
         if (selector == VLMInvocation::nullSelector()) {
             nextTarget_.reset();
-            inconsistency("invalid (NULL) selector passed to registerUndoWithTarget:selector:object:");
+            inconsistency(
+                "invalid (NULL) selector passed to registerUndoWithTarget:selector:object:");
         }
         auto task = VLMConcreteUndoTask::make(target, selector, std::move(object));
         task->setTarget(target, retainsTargets_);

@@ -38,8 +38,8 @@ class VLMUndoManagerProxy : public Object,
     void forwardInvocation(VLMInvocation invocation);
     template <class... A>
     void invoke(std::string_view selector, A&&... arguments) {
-        forwardInvocation(
-            VLMInvocation(nullptr, Selector(selector), Array{Value(std::forward<A>(arguments))...}));
+        forwardInvocation(VLMInvocation(nullptr, Selector(selector),
+                                        Array{Value(std::forward<A>(arguments))...}));
     }
 
     bool respondsToSelector(Selector selector) const override;

@@ -71,7 +71,8 @@ class Counter : public Object, public SelectorTarget {
             undo_.prepareWithInvocationTarget(self_.lock()).invoke("add:", -delta);
         } else {
             static const Selector kAdd("add:");
-            undo_.registerUndo(self_.lock(), [delta](Counter& c) { c.add(-delta); }, kAdd);
+            undo_.registerUndo(
+                self_.lock(), [delta](Counter& c) { c.add(-delta); }, kAdd);
         }
     }
     bool respondsToSelector(Selector selector) const override { return table().responds(selector); }
@@ -82,10 +83,11 @@ class Counter : public Object, public SelectorTarget {
 
   private:
     static const SelectorTable<Counter>& table() {
-        static const SelectorTable<Counter> kTable{{"add:", [](Counter& c, std::span<const Value> a) {
-                                                        c.add(a[0].integerValue());
-                                                        return Value();
-                                                    }}};
+        static const SelectorTable<Counter> kTable{
+            {"add:", [](Counter& c, std::span<const Value> a) {
+                 c.add(a[0].integerValue());
+                 return Value();
+             }}};
         return kTable;
     }
     VLMUndoManager& undo_;
@@ -167,7 +169,11 @@ void BM_Manager_OneGroup(benchmark::State& state) {
 }
 
 BENCHMARK(BM_Baseline_SingleTaskGroups)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_Manager_SingleTaskGroups)->ArgName("proxy")->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Manager_SingleTaskGroups)
+    ->ArgName("proxy")
+    ->Arg(0)
+    ->Arg(1)
+    ->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Baseline_OneGroup)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Manager_OneGroup)->ArgName("proxy")->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
 

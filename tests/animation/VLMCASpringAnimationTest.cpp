@@ -1,11 +1,10 @@
-#include "Velmora/animation/VLMCASpringAnimation.h"
-
 #include <cmath>
 #include <memory>
 
 #include <gtest/gtest.h>
 
 #include "Velmora/animation/SpringFunctions.h"
+#include "Velmora/animation/VLMCASpringAnimation.h"
 #include "Velmora/platform/logging/Log.h"
 #include "Velmora/platform/logging/MemoryLogger.h"
 
@@ -145,8 +144,8 @@ TEST(VLMCASpringAnimationTest, EachKindSpringsItsComponentsInOrder) {
             const double f = from.components()[i];
             const double t = to.components()[i];
             EXPECT_NEAR(frames[middle].components()[i],
-                             VLSpringAbsolutePosition(t - f, middle * VLMCASpringAnimation::kSampleStep, 0, 30,
-                                                      5, 300, f),
+                        VLSpringAbsolutePosition(t - f, middle * VLMCASpringAnimation::kSampleStep,
+                                                 0, 30, 5, 300, f),
                         1e-9);
         }
     }

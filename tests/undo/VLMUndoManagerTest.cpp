@@ -1,9 +1,9 @@
-#include "Velmora/undo/VLMUndoManager.h"
-
 #include <gtest/gtest.h>
 
 #include "Velmora/platform/dispatch/RunLoop.h"
 #include "Velmora/platform/foundation/InternalInconsistencyException.h"
+#include "Velmora/undo/VLMUndoManager.h"
+
 #include "tests/support/TestSupport.h"
 #include "tests/undo/UndoTestDocument.h"
 
@@ -301,8 +301,8 @@ TEST(VLMUndoManagerTest, NotificationOrderAroundUndoAndRedo) {
     UndoNotificationRecorder recorder(undo);
     undo.undo();
     const std::vector<std::string> around{
-        NSUndoManagerWillUndoChangeNotification,   NSUndoManagerDidOpenUndoGroupNotification,
-        VLMUndoManagerDidOpenUndoGroupNotification, NSUndoManagerDidCloseUndoGroupNotification,
+        NSUndoManagerWillUndoChangeNotification,     NSUndoManagerDidOpenUndoGroupNotification,
+        VLMUndoManagerDidOpenUndoGroupNotification,  NSUndoManagerDidCloseUndoGroupNotification,
         VLMUndoManagerDidCloseUndoGroupNotification, NSUndoManagerDidUndoChangeNotification};
     EXPECT_EQ(recorder.withoutCheckpoints(), around);
     recorder.names.clear();
@@ -351,7 +351,8 @@ TEST(VLMUndoManagerTest, LambdasAreRecordedForTheirTarget) {
     undo.setGroupsByEvent(false);
     auto doc = UndoTestDocument::make(undo);
     undo.beginUndoGrouping();
-    undo.registerUndo(doc, [](UndoTestDocument& d) { d.fields["title"] = "undone"; }, "reset");
+    undo.registerUndo(
+        doc, [](UndoTestDocument& d) { d.fields["title"] = "undone"; }, "reset");
     undo.endUndoGrouping();
     EXPECT_EQ(undo.peekUndo()->lastTaskIfConcrete()->selector().name(), "reset");
     undo.undo();

@@ -108,10 +108,10 @@ std::string csv(const std::vector<AnimationValue>& frames, const std::vector<std
 
 std::string json(const std::vector<AnimationValue>& frames, const std::vector<std::string>& names,
                  AnimationValue::Kind kind, double duration) {
-    std::string out = fmt::format("{{\"kind\":\"{}\",\"duration\":{},\"components\":[\"{}\"],"
-                                  "\"frames\":[",
-                                  AnimationValue::kindName(kind), duration,
-                                  fmt::join(names, "\",\""));
+    std::string out = fmt::format(
+        "{{\"kind\":\"{}\",\"duration\":{},\"components\":[\"{}\"],"
+        "\"frames\":[",
+        AnimationValue::kindName(kind), duration, fmt::join(names, "\",\""));
     for (std::size_t i = 0; i < frames.size(); ++i) {
         out += fmt::format("{}{{\"time_ms\":{},\"values\":[{}]}}", i == 0 ? "" : ",", i,
                            fmt::join(frames[i].components(), ","));
@@ -171,7 +171,8 @@ void addSpringCommand(CLI::App& app, int& exitCode) {
     auto options = std::make_shared<SpringOptions>();
     CLI::App* command = app.add_subcommand(
         "spring", "Print the key frames of a spring animation between two values");
-    command->add_option("--from", options->from, "Start value: a number or comma-separated components")
+    command
+        ->add_option("--from", options->from, "Start value: a number or comma-separated components")
         ->required();
     command->add_option("--to", options->to, "End value, as --from")->required();
     command->add_option("--kind", options->kind, "What the values are")

@@ -196,7 +196,8 @@ class ScriptRunner {
             need(!argument.empty(), "needs an action name");
             undo_.setActionName(rest.empty() ? argument : argument + " " + rest);
         } else if (command == "levels") {
-            need(!argument.empty() && argument.find_first_not_of("0123456789") == std::string::npos &&
+            need(!argument.empty() &&
+                     argument.find_first_not_of("0123456789") == std::string::npos &&
                      argument.size() < 19,
                  "needs a whole number");
             undo_.setLevelsOfUndo(std::stoull(argument));
@@ -249,8 +250,7 @@ class ScriptRunner {
         const std::string redoTitle = undo_.redoMenuItemTitle();
         std::cout << "document: " << document_->text() << '\n'
                   << describeStack("undo", undo_.undoStack())
-                  << describeStack("redo", undo_.redoStack())
-                  << "undo menu: " << undoTitle << '\n'
+                  << describeStack("redo", undo_.redoStack()) << "undo menu: " << undoTitle << '\n'
                   << "redo menu: " << redoTitle << '\n'
                   << "change count: " << undo_.changeCount() << '\n';
     }
@@ -288,7 +288,8 @@ int runUndo(const UndoOptions& options) {
         lines.push_back(std::move(line));
     }
     if (input.bad()) {
-        return failUndo("cannot read " + (options.script.empty() ? "standard input" : options.script));
+        return failUndo("cannot read " +
+                        (options.script.empty() ? "standard input" : options.script));
     }
     ScriptRunner runner(std::move(lines), options.notifications);
     RunLoop::main().post([&runner] { runner.runPass(); });
