@@ -2,10 +2,9 @@
 // JSON, and on request a PNG plot of each component against time.
 //
 //   $ velmora spring --from 0 --to 100 --plot spring.png
-#include <charconv>
-#include <cmath>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,6 +16,7 @@
 
 #include "tools/velmora/Commands.h"
 #include "tools/velmora/SpringPlot.h"
+#include "tools/velmora/ToolSupport.h"
 
 namespace velmora::tool {
 namespace {
@@ -32,25 +32,16 @@ struct SpringOptions {
     std::string plot;
 };
 
-// A problem with the arguments (exit status 2).
-struct UsageError {
-    std::string message;
-};
-
-int failSpring(const std::string& message, int status) {
-    std::fflush(stdout);
-    std::fprintf(stderr, "error: velmora spring: %s\n", message.c_str());
-    return status;
-}
+// Component values beyond this would overflow the spring's arithmetic.
+constexpr double kLargest = 1e300;
 
 double number(const std::string& text, const std::string& what) {
-    double value = 0;
-    const char* end = text.data() + text.size();
-    const auto [rest, code] = std::from_chars(text.data(), end, value);
-    if (text.empty() || code != std::errc() || rest != end || !std::isfinite(value)) {
-        throw UsageError{what + " '" + text + "' is not a number"};
+    std::string why;
+    const std::optional<double> value = parseNumber(text, -kLargest, kLargest, &why);
+    if (!value) {
+        usageError(what + ": " + why);
     }
-    return value;
+    return *value;
 }
 
 AnimationValue readValue(const std::string& text, AnimationValue::Kind kind, const char* option) {
@@ -66,8 +57,8 @@ AnimationValue readValue(const std::string& text, AnimationValue::Kind kind, con
     }
     const std::size_t expected = AnimationValue::componentCount(kind);
     if (components.size() != expected) {
-        throw UsageError{fmt::format("{} has {} components; a {} needs {}", option,
-                                     components.size(), AnimationValue::kindName(kind), expected)};
+        usageError(fmt::format("{} has {} components; a {} needs {}", option, components.size(),
+                               AnimationValue::kindName(kind), expected));
     }
     return AnimationValue::fromComponents(kind, components);
 }
@@ -119,7 +110,7 @@ std::string json(const std::vector<AnimationValue>& frames, const std::vector<st
     return out + "]}\n";
 }
 
-int runSpring(const SpringOptions& options) {
+void runSpring(const SpringOptions& options) {
     // The damping check reports through the log; show it on standard error.
     const auto console = std::make_shared<ConsoleLogger>(stderr);
     Log::addLogger(console, LogLevel::Warning);
@@ -128,46 +119,38 @@ int runSpring(const SpringOptions& options) {
         ~Unregister() { Log::removeLogger(logger); }
     } unregister{console};
 
+    const AnimationValue::Kind kind = AnimationValue::kindNamed(options.kind).value();
     VLMCASpringAnimation animation;
-    AnimationValue::Kind kind = AnimationValue::Kind::Number;
-    try {
-        kind = AnimationValue::kindNamed(options.kind).value();
-        animation.setFromValue(readValue(options.from, kind, "--from"));
-        animation.setToValue(readValue(options.to, kind, "--to"));
-        const double mass = number(options.mass, "--mass");
-        if (mass <= 0) {
-            throw UsageError{"--mass must be greater than 0, not " + options.mass};
-        }
-        const double stiffness = number(options.stiffness, "--stiffness");
-        if (stiffness < 0) {
-            throw UsageError{"--stiffness must not be negative, not " + options.stiffness};
-        }
-        animation.setMass(mass);
-        animation.setStiffness(stiffness);
-        animation.setDamping(number(options.damping, "--damping"));
-    } catch (const UsageError& e) {
-        return failSpring(e.message, 2);
+    animation.setFromValue(readValue(options.from, kind, "--from"));
+    animation.setToValue(readValue(options.to, kind, "--to"));
+    const double mass = number(options.mass, "--mass");
+    if (mass <= 0) {
+        usageError("--mass: " + options.mass + " is not greater than 0");
     }
+    const double stiffness = number(options.stiffness, "--stiffness");
+    if (stiffness < 0) {
+        usageError("--stiffness: " + options.stiffness + " is negative");
+    }
+    animation.setMass(mass);
+    animation.setStiffness(stiffness);
+    animation.setDamping(number(options.damping, "--damping"));
+
     const std::vector<AnimationValue>& frames = animation.values();
     const double duration = animation.duration();
     const std::vector<std::string> names = componentNames(kind);
-    const std::string out = options.format == "json" ? json(frames, names, kind, duration)
-                                                     : csv(frames, names, duration);
-    if (std::fwrite(out.data(), 1, out.size(), stdout) != out.size() || std::fflush(stdout) != 0) {
-        return failSpring("cannot write the output", 1);
-    }
+    writeOut(options.format == "json" ? json(frames, names, kind, duration)
+                                      : csv(frames, names, duration));
     if (!options.plot.empty()) {
         std::string error;
         if (!plotSpring(frames, names, *animation.toValue(), options.plot, error)) {
-            return failSpring(error, 1);
+            fail(error);
         }
     }
-    return 0;
 }
 
 }  // namespace
 
-void addSpringCommand(CLI::App& app, int& exitCode) {
+void addSpringCommand(CLI::App& app, int& /*exitCode*/) {
     auto options = std::make_shared<SpringOptions>();
     CLI::App* command = app.add_subcommand(
         "spring", "Print the key frames of a spring animation between two values");
@@ -187,7 +170,7 @@ void addSpringCommand(CLI::App& app, int& exitCode) {
         ->check(CLI::IsMember({"csv", "json"}))
         ->capture_default_str();
     command->add_option("--plot", options->plot, "Also draw the curves into this PNG file");
-    command->callback([options, &exitCode] { exitCode = runSpring(*options); });
+    command->callback([options] { runSpring(*options); });
 }
 
 }  // namespace velmora::tool

@@ -3,7 +3,8 @@
 // grouping, coalescing and limits can be watched at work.
 //
 //   $ printf 'set title Groceries\npass\nundo\nprint\n' | velmora undo
-#include <cstdio>
+#include <cerrno>
+#include <cstring>
 #include <fstream>
 #include <iostream>
 #include <map>
@@ -19,6 +20,7 @@
 #include "Velmora/undo/VLMUndoManager.h"
 
 #include "tools/velmora/Commands.h"
+#include "tools/velmora/ToolSupport.h"
 
 namespace velmora::tool {
 namespace {
@@ -268,18 +270,12 @@ struct UndoOptions {
     bool notifications = false;
 };
 
-int failUndo(const std::string& message) {
-    std::cout.flush();
-    std::fprintf(stderr, "error: velmora undo: %s\n", message.c_str());
-    return 1;
-}
-
-int runUndo(const UndoOptions& options) {
+void runUndo(const UndoOptions& options) {
     std::ifstream file;
     if (!options.script.empty() && options.script != "-") {
         file.open(options.script);
         if (!file) {
-            return failUndo("cannot open " + options.script);
+            fail("cannot open " + options.script + ": " + std::strerror(errno));
         }
     }
     std::istream& input = file.is_open() ? file : std::cin;
@@ -288,22 +284,19 @@ int runUndo(const UndoOptions& options) {
         lines.push_back(std::move(line));
     }
     if (input.bad()) {
-        return failUndo("cannot read " +
-                        (options.script.empty() ? "standard input" : options.script));
+        fail("cannot read " + (file.is_open() ? options.script : std::string("standard input")));
     }
     ScriptRunner runner(std::move(lines), options.notifications);
     RunLoop::main().post([&runner] { runner.runPass(); });
     RunLoop::main().run();
     if (!runner.error().empty()) {
-        return failUndo(runner.error());
+        fail(runner.error());
     }
-    std::cout.flush();
-    return std::cout ? 0 : failUndo("cannot write the output");
 }
 
 }  // namespace
 
-void addUndoCommand(CLI::App& app, int& exitCode) {
+void addUndoCommand(CLI::App& app, int& /*exitCode*/) {
     auto options = std::make_shared<UndoOptions>();
     CLI::App* command = app.add_subcommand(
         "undo", "Run a script of edits, groups, undos and redos against an undo manager");
@@ -314,7 +307,7 @@ void addUndoCommand(CLI::App& app, int& exitCode) {
                         "group-by-event on|off, explode, remove-target, print");
     command->add_flag("--notifications", options->notifications,
                       "Also print every undo notification as it is posted");
-    command->callback([options, &exitCode] { exitCode = runUndo(*options); });
+    command->callback([options] { runUndo(*options); });
 }
 
 }  // namespace velmora::tool
