@@ -26,29 +26,24 @@ void VLMUndoManager::undo() {
 }
 
 void VLMUndoManager::undoNestedGroup() {
-    if (state_ != VLMUndoManagerState::Collecting) {
-        throw InternalInconsistencyException("can't undo - already undoing or redoing");
-    }
-    if (groupLevel_ > 0) {
-        throw InternalInconsistencyException("can't undo - a group is still open");
-    }
-    checkpoint();
     popAndPerform(true);
 }
 
 void VLMUndoManager::redo() {
-    if (state_ != VLMUndoManagerState::Collecting) {
-        throw InternalInconsistencyException("can't redo - already undoing or redoing");
-    }
-    if (groupLevel_ > 0) {
-        throw InternalInconsistencyException("can't redo - a group is still open");
-    }
-    checkpoint();
     popAndPerform(false);
     lastUndoRedoDate_ = Date::now();
 }
 
 void VLMUndoManager::popAndPerform(bool undoing) {
+    if (state_ != VLMUndoManagerState::Collecting) {
+        throw InternalInconsistencyException(undoing ? "can't undo - already undoing or redoing"
+                                                     : "can't redo - already undoing or redoing");
+    }
+    if (groupLevel_ > 0) {
+        throw InternalInconsistencyException(undoing ? "can't undo - a group is still open"
+                                                     : "can't redo - a group is still open");
+    }
+    checkpoint();
     Stack& source = undoing ? undoStack_ : redoStack_;
     if (source.empty()) {
         return;

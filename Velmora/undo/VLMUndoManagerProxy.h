@@ -38,8 +38,13 @@ class VLMUndoManagerProxy : public Object,
     void forwardInvocation(VLMInvocation invocation);
     template <class... A>
     void invoke(std::string_view selector, A&&... arguments) {
-        forwardInvocation(VLMInvocation(nullptr, Selector(selector),
-                                        Array{Value(std::forward<A>(arguments))...}));
+        invoke(Selector(selector), std::forward<A>(arguments)...);
+    }
+    // The same with a ready Selector, which saves interning the name on every call.
+    template <class... A>
+    void invoke(Selector selector, A&&... arguments) {
+        forwardInvocation(
+            VLMInvocation(nullptr, selector, Array{Value(std::forward<A>(arguments))...}));
     }
 
     bool respondsToSelector(Selector selector) const override;

@@ -67,10 +67,10 @@ class Counter : public Object, public SelectorTarget {
     }
     void add(std::int64_t delta) {
         value += delta;
+        static const Selector kAdd("add:");
         if (proxy_) {
-            undo_.prepareWithInvocationTarget(self_.lock()).invoke("add:", -delta);
+            undo_.prepareWithInvocationTarget(self_.lock()).invoke(kAdd, -delta);
         } else {
-            static const Selector kAdd("add:");
             undo_.registerUndo(
                 self_.lock(), [delta](Counter& c) { c.add(-delta); }, kAdd);
         }
