@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/platform/ScopedVelmoraHome.h"
+#include "tests/support/ScopedVelmoraHome.h"
 #include "tests/tools/ToolRun.h"
 
 namespace velmora::testing {
