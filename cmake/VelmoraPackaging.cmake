@@ -41,7 +41,8 @@ set(CPACK_DEBIAN_RUNTIME_DESCRIPTION
 
 set(CPACK_DEBIAN_TOOL_PACKAGE_NAME velmora)
 set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION utils)
-set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "${exact_runtime}")
+# The tool alone draws with cairo (the spring plot).
+set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "${exact_runtime}, libcairo2")
 set(CPACK_DEBIAN_TOOL_DESCRIPTION
     "Velmora framework on the command line\n The velmora tool: dates, text, SQL, JSON, images and the framework's other capabilities.")
 

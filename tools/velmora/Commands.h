@@ -19,5 +19,7 @@ void addImageFilterCommands(CLI::App& image);
 void addDiffCommand(CLI::App& app, int& exitCode);
 void addIacCommand(CLI::App& app, int& exitCode);       // iac listen|call|url|deliver
 void addWormholeCommand(CLI::App& app, int& exitCode);  // wormhole pass|read|clear|listen
+void addUndoCommand(CLI::App& app, int& exitCode);
+void addSpringCommand(CLI::App& app, int& exitCode);
 
 }  // namespace velmora::tool

@@ -27,6 +27,8 @@ int main(int argc, char** argv) {
     velmora::tool::addDiffCommand(app, exitCode);
     velmora::tool::addIacCommand(app, exitCode);
     velmora::tool::addWormholeCommand(app, exitCode);
+    velmora::tool::addUndoCommand(app, exitCode);
+    velmora::tool::addSpringCommand(app, exitCode);
 
     return velmora::tool::runTool(app, argc, argv, exitCode);
 }
