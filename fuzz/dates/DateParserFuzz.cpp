@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <string>
+#include <system_error>
 
 #include "Velmora/dates/DateDetector.h"
 #include "Velmora/dates/NSDate+Extras.h"
@@ -25,12 +26,22 @@ using namespace velmora;
 // Generous for sanitizer builds; a plain build answers well under a millisecond.
 constexpr double kSecondsPerText = 2.0;
 
+// The run's own settings directory, removed when the process ends.
+std::string& scratchHome() {
+    static std::string home;
+    return home;
+}
+
 void pinOnce() {
     static const bool pinned = [] {
-        std::string home =
-            (std::filesystem::temp_directory_path() / "velmora-date-fuzz-XXXXXX").string();
+        std::string& home = scratchHome();
+        home = (std::filesystem::temp_directory_path() / "velmora-date-fuzz-XXXXXX").string();
         if (::mkdtemp(home.data()) != nullptr) {
             ::setenv("VELMORA_HOME", home.c_str(), 1);
+            std::atexit([] {
+                std::error_code ignored;
+                std::filesystem::remove_all(scratchHome(), ignored);
+            });
         }
         TimeZone::setSystemTimeZone(TimeZone::named("Europe/Berlin").value());
         Locale::setCurrent(Locale("en_GB"));
