@@ -31,14 +31,22 @@ double sample(benchmark::IterationCount i) {
     return (1700000000.0 + static_cast<double>(i % 7919) * 8861.3) * kMillis;
 }
 
-UDate startOfDay(icu::Calendar& calendar, UDate date) {
+// The date moved by `days` days and `months` months, then set to hour:minute:00.000.
+UDate withTime(icu::Calendar& calendar, UDate date, int hour, int minute, int days = 0,
+               int months = 0) {
     UErrorCode status = U_ZERO_ERROR;
     calendar.setTime(date, status);
-    calendar.set(UCAL_HOUR_OF_DAY, 0);
-    calendar.set(UCAL_MINUTE, 0);
+    calendar.add(UCAL_DATE, days, status);
+    calendar.add(UCAL_MONTH, months, status);
+    calendar.set(UCAL_HOUR_OF_DAY, hour);
+    calendar.set(UCAL_MINUTE, minute);
     calendar.set(UCAL_SECOND, 0);
     calendar.set(UCAL_MILLISECOND, 0);
     return calendar.getTime(status);
+}
+
+UDate startOfDay(icu::Calendar& calendar, UDate date) {
+    return withTime(calendar, date, 0, 0);
 }
 
 template <class Operation>
@@ -66,36 +74,20 @@ void BM_Icu_AddingDays(benchmark::State& state) {
 BENCHMARK(BM_Icu_AddingDays);
 
 void BM_Icu_AddingMonthAndSettingHour(benchmark::State& state) {
-    runOperation(state, [](icu::Calendar& c, UDate d) {
-        UErrorCode status = U_ZERO_ERROR;
-        c.setTime(d, status);
-        c.add(UCAL_MONTH, 1, status);
-        c.set(UCAL_HOUR_OF_DAY, 9);
-        c.set(UCAL_MINUTE, 0);
-        c.set(UCAL_SECOND, 0);
-        return c.getTime(status);
-    });
+    runOperation(state, [](icu::Calendar& c, UDate d) { return withTime(c, d, 9, 0, 0, 1); });
 }
 BENCHMARK(BM_Icu_AddingMonthAndSettingHour);
 
 void BM_Icu_SettingHours(benchmark::State& state) {
-    runOperation(state, [](icu::Calendar& c, UDate d) {
-        UErrorCode status = U_ZERO_ERROR;
-        c.setTime(d, status);
-        c.set(UCAL_HOUR_OF_DAY, 9);
-        c.set(UCAL_MINUTE, 30);
-        c.set(UCAL_SECOND, 0);
-        return c.getTime(status);
-    });
+    runOperation(state, [](icu::Calendar& c, UDate d) { return withTime(c, d, 9, 30); });
 }
 BENCHMARK(BM_Icu_SettingHours);
 
 // Today's start is computed on every call, as the Velmora side's cache is not there.
 void BM_Icu_IsToday(benchmark::State& state) {
     const UDate now = 1710086400.0 * kMillis;
-    runOperation(state, [now](icu::Calendar& c, UDate d) {
-        return startOfDay(c, d) == startOfDay(c, now);
-    });
+    runOperation(
+        state, [now](icu::Calendar& c, UDate d) { return startOfDay(c, d) == startOfDay(c, now); });
 }
 BENCHMARK(BM_Icu_IsToday);
 
