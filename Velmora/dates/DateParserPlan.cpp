@@ -12,6 +12,12 @@
 #include <map>
 #include <utility>
 
+#include <unicode/dtfmtsym.h>
+#include <unicode/smpdtfmt.h>
+#include <unicode/uchar.h>
+#include <unicode/unistr.h>
+#include <unicode/utf8.h>
+
 #include "Velmora/dates/DateDetector.h"
 #include "Velmora/services/VelmoraDAO.h"
 
@@ -151,13 +157,143 @@ std::string replaceAll(std::string text, std::string_view from, std::string_view
     return text;
 }
 
-PatternNeeds PatternNeeds::of(std::string_view pattern) {
+namespace {
+
+// The runs of ASCII letters of a name after case folding, as ICU compares names.
+void addRuns(const icu::UnicodeString& name, std::vector<std::string>& runs) {
+    icu::UnicodeString folded(name);
+    folded.foldCase();
+    std::string text;
+    folded.toUTF8String(text);
+    for (std::size_t i = 0; i < text.size();) {
+        std::size_t end = i;
+        while (end < text.size() && text[end] >= 'a' && text[end] <= 'z') {
+            ++end;
+        }
+        if (end > i && std::find(runs.begin(), runs.end(), text.substr(i, end - i)) == runs.end()) {
+            runs.push_back(text.substr(i, end - i));
+        }
+        i = std::max(end, i + 1);
+    }
+}
+
+// ICU leaves `count` as it was for some widths (the caller passes 0 then), while the
+// array holds the calendar's usual number of names, `usual`.
+void addAll(const icu::UnicodeString* names, std::int32_t count, std::int32_t usual,
+            std::vector<std::string>& runs) {
+    const std::int32_t size = count > 0 ? std::min(count, usual) : usual;
+    for (std::int32_t i = 0; names != nullptr && i < size; ++i) {
+        addRuns(names[i], runs);
+    }
+}
+
+// The day-period markers in every width, as the locale writes them at 01:00 and 13:00.
+void addMarkers(const icu::Locale& locale, std::vector<std::string>& runs) {
+    for (const char* pattern : {"a", "aaaa", "aaaaa"}) {
+        UErrorCode status = U_ZERO_ERROR;
+        icu::SimpleDateFormat format(icu::UnicodeString(pattern), locale, status);
+        if (U_FAILURE(status)) {
+            continue;
+        }
+        format.setTimeZone(*icu::TimeZone::getGMT());
+        for (const double hour : {1.0, 13.0}) {
+            icu::UnicodeString text;
+            format.format(hour * 3600000.0, text);
+            addRuns(text, runs);
+        }
+    }
+}
+
+bool isAsciiLetter(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+
+}  // namespace
+
+WordSources::WordSources(const Locale& locale) : runs_(kFirstLiteral) {
+    const std::shared_ptr<const icu::Locale> icuLocale = locale.icuLocale();
+    UErrorCode status = U_ZERO_ERROR;
+    const icu::DateFormatSymbols symbols(*icuLocale, status);
+    std::int32_t count = 0;
+    constexpr std::int32_t kMonthCount = 12;
+    constexpr std::int32_t kWeekdayCount = 8;  // index 0 is unused
+    constexpr std::int32_t kMarkerCount = 2;
+    using Symbols = icu::DateFormatSymbols;
+    for (const auto context : {Symbols::FORMAT, Symbols::STANDALONE}) {
+        for (const auto width : {Symbols::WIDE, Symbols::ABBREVIATED, Symbols::NARROW}) {
+            count = 0;
+            const icu::UnicodeString* months = symbols.getMonths(count, context, width);
+            addAll(months, count, kMonthCount, runs_[kMonths]);
+        }
+        for (const auto width :
+             {Symbols::WIDE, Symbols::ABBREVIATED, Symbols::SHORT, Symbols::NARROW}) {
+            count = 0;
+            const icu::UnicodeString* weekdays = symbols.getWeekdays(count, context, width);
+            addAll(weekdays, count, kWeekdayCount, runs_[kWeekdays]);
+        }
+    }
+    count = 0;
+    const icu::UnicodeString* markers = symbols.getAmPmStrings(count);
+    addAll(markers, count, kMarkerCount, runs_[kMarkers]);
+    addMarkers(*icuLocale, runs_[kMarkers]);
+    runs_[kNumbers] = {"nan", "e"};
+}
+
+std::uint64_t WordSources::literalBit(std::string_view word) {
+    icu::UnicodeString folded = icu::UnicodeString::fromUTF8(
+        icu::StringPiece(word.data(), static_cast<std::int32_t>(word.size())));
+    folded.foldCase();
+    std::string text;
+    folded.toUTF8String(text);
+    // Blanks inside a quoted word may be left out in the text, and the text's own blanks
+    // are passed over, so the word is compared without them.
+    text.erase(std::remove_if(text.begin(), text.end(),
+                              [](char c) { return std::isspace(static_cast<unsigned char>(c)); }),
+               text.end());
+    const auto found = std::find(literals_.begin(), literals_.end(), text);
+    const std::size_t index = static_cast<std::size_t>(found - literals_.begin());
+    if (found == literals_.end()) {
+        if (kFirstLiteral + literals_.size() >= kMaxSources) {
+            return 0;
+        }
+        literals_.push_back(std::move(text));
+    }
+    return std::uint64_t{1} << (kFirstLiteral + index);
+}
+
+std::uint64_t WordSources::sourcesOf(std::string_view word) const {
+    std::uint64_t found = 0;
+    for (std::size_t source = 0; source < runs_.size(); ++source) {
+        for (const std::string& run : runs_[source]) {
+            if (word.substr(0, run.size()) == run) {
+                found |= std::uint64_t{1} << source;
+                break;
+            }
+        }
+    }
+    // A quoted word may be read from any of its letters on (the text may break it with
+    // blanks), and the text word may run on past it or end inside it.
+    for (std::size_t i = 0; i < literals_.size(); ++i) {
+        const std::string& literal = literals_[i];
+        for (std::size_t from = 0; from < literal.size(); ++from) {
+            const std::size_t common = std::min(literal.size() - from, word.size());
+            if (literal.compare(from, common, word.substr(0, common)) == 0) {
+                found |= std::uint64_t{1} << (kFirstLiteral + i);
+                break;
+            }
+        }
+    }
+    return found;
+}
+
+PatternNeeds PatternNeeds::of(std::string_view pattern, WordSources& words) {
     // Pattern letters that read digits only. Every other letter field may read words:
     // ICU reads a month name even for a numeric month ("MM" takes "dec").
     static constexpr std::string_view kNumeric = "yYudDHhKkmsS";
     // Fields that read words only (weekday names, markers, eras).
     static constexpr std::string_view kWordsOnly = "EabBG";
     PatternNeeds needs;
+    bool begun = false;
     for (std::size_t i = 0; i < pattern.size();) {
         const char c = pattern[i];
         if (c == '\'') {
@@ -171,6 +307,13 @@ PatternNeeds PatternNeeds::of(std::string_view pattern) {
                 needs.wordCapacity += letter && !inWord ? 1 : 0;
                 inWord = letter;
             }
+            if (end > i + 1) {
+                const std::uint64_t bit = words.literalBit(pattern.substr(i + 1, end - i - 1));
+                needs.wordSources |= bit;
+                needs.anyWord = needs.anyWord || bit == 0;
+            }
+            needs.last = Edge::Any;
+            begun = true;
             i = end + 1;
             continue;
         }
@@ -178,30 +321,67 @@ PatternNeeds PatternNeeds::of(std::string_view pattern) {
         while (run < pattern.size() && pattern[run] == c) {
             ++run;
         }
-        if (std::isalpha(static_cast<unsigned char>(c))) {
-            if (kNumeric.find(c) != std::string_view::npos) {
-                ++needs.numericFields;
-            } else {
-                needs.takesLetters = true;
-                ++needs.wordCapacity;
-            }
-            if (kWordsOnly.find(c) == std::string_view::npos) {
-                ++needs.digitRunCapacity;
-            } else {
-                needs.needsWord = true;
+        if (!isAsciiLetter(c)) {
+            needs.last = Edge::Any;
+            begun = true;
+            i = run;
+            continue;
+        }
+        Edge edge = Edge::Any;
+        if (kNumeric.find(c) != std::string_view::npos) {
+            ++needs.numericFields;
+            needs.wordSources |= std::uint64_t{1} << WordSources::kNumbers;
+            edge = Edge::Digits;
+        } else {
+            needs.takesLetters = true;
+            ++needs.wordCapacity;
+            switch (c) {
+                case 'M':
+                case 'L':
+                    needs.wordSources |= std::uint64_t{1} << WordSources::kMonths |
+                                         std::uint64_t{1} << WordSources::kNumbers;
+                    break;
+                case 'E':
+                    needs.wordSources |= std::uint64_t{1} << WordSources::kWeekdays;
+                    break;
+                case 'c':
+                case 'e':
+                    needs.wordSources |= std::uint64_t{1} << WordSources::kWeekdays |
+                                         std::uint64_t{1} << WordSources::kNumbers;
+                    break;
+                case 'a':
+                    needs.wordSources |= std::uint64_t{1} << WordSources::kMarkers;
+                    break;
+                default:
+                    needs.anyWord = true;
+                    break;
             }
         }
+        if (kWordsOnly.find(c) == std::string_view::npos) {
+            ++needs.digitRunCapacity;
+        } else {
+            needs.needsWord = true;
+            edge = Edge::Words;
+        }
+        // The first field of a run of abutting numeric fields ("ddMM") may read nothing:
+        // ICU narrows it down to no digits when the run does not fit otherwise.
+        if (!begun && (run == pattern.size() || !isAsciiLetter(pattern[run]))) {
+            needs.first = edge;
+        }
+        needs.last = edge;
+        begun = true;
         i = run;
     }
     return needs;
 }
 
-TextProfile TextProfile::of(std::string_view text) {
+TextProfile TextProfile::of(std::string_view text, const WordSources& sources) {
     TextProfile profile;
     int run = 0;
     bool other = false;
     char previous = ' ';
-    for (const char c : text) {
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
         const auto byte = static_cast<unsigned char>(c);
         const bool digit = std::isdigit(byte) != 0;
         const bool letter = std::isalpha(byte) != 0;
@@ -213,11 +393,39 @@ TextProfile TextProfile::of(std::string_view text) {
         profile.longestRun = std::max(profile.longestRun, run);
         const auto previousByte = static_cast<unsigned char>(previous);
         profile.digitRuns += digit && std::isdigit(previousByte) == 0 ? 1 : 0;
-        profile.words += letter && std::isalpha(previousByte) == 0 ? 1 : 0;
+        if (letter && std::isalpha(previousByte) == 0) {
+            if (profile.words < kMaxWords) {
+                std::size_t end = i;
+                while (end < text.size() && isAsciiLetter(text[end])) {
+                    ++end;
+                }
+                profile.wordSources[static_cast<std::size_t>(profile.words)] =
+                    sources.sourcesOf(text.substr(i, end - i));
+            }
+            ++profile.words;
+        }
+        if (profile.firstByte == 0 && std::isspace(byte) == 0) {
+            profile.firstByte = c;
+        }
         previous = c;
     }
+    if (!text.empty() && std::isspace(static_cast<unsigned char>(text.back())) == 0) {
+        profile.lastByte = text.back();
+    }
     if (other) {
-        return {true, INT_MAX, profile.longestRun, 0, 0, true};
+        // Any character with a numeric value may be a digit to ICU's number reader.
+        int digits = 0;
+        for (std::int32_t i = 0; i < static_cast<std::int32_t>(text.size());) {
+            UChar32 c = 0;
+            U8_NEXT(text.data(), i, static_cast<std::int32_t>(text.size()), c);
+            digits += c < 0 || u_getNumericValue(c) != U_NO_NUMERIC_VALUE ? 1 : 0;
+        }
+        TextProfile unknown;
+        unknown.letters = true;
+        unknown.digits = digits;
+        unknown.longestRun = profile.longestRun;
+        unknown.runsUnknown = true;
+        return unknown;
     }
     return profile;
 }
@@ -230,7 +438,7 @@ void DateParserPlan::add(const DateFormatter& base, DateParseStep step, std::str
     tried_.push_back(pattern);
     std::unique_ptr<DateFormatter> formatter = base.copy();
     formatter->setDateFormat(pattern);
-    const PatternNeeds needs = PatternNeeds::of(pattern);
+    const PatternNeeds needs = PatternNeeds::of(pattern, words_);
     attempts_.push_back({step, std::move(pattern), finish, logged, std::move(formatter), needs});
 }
 
@@ -246,13 +454,13 @@ void DateParserPlan::addStyle(const DateFormatter& base, DateFormatterStyle date
     std::unique_ptr<DateFormatter> formatter = base.copy();
     formatter->setDateStyle(date);
     formatter->setTimeStyle(time);
-    const PatternNeeds needs = PatternNeeds::of(formatter->dateFormat());
+    const PatternNeeds needs = PatternNeeds::of(formatter->dateFormat(), words_);
     attempts_.push_back(
         {DateParseStep::Style, std::move(label), finish, false, std::move(formatter), needs});
 }
 
 DateParserPlan::DateParserPlan(const DateFormatter& base, bool monthFirst, bool twentyFourHour)
-    : monthFirst_(monthFirst) {
+    : words_(base.locale()), monthFirst_(monthFirst) {
     using S = DateFormatterStyle;
     const Locale locale = base.locale();
     const auto pattern = [&](const std::string& p, ParseFinish withYear) {

@@ -10,6 +10,8 @@
 //   const DateParserPlan& plan = DateParserPlan::forCurrentSettings();
 //   for (const ParseAttempt& attempt : plan.attempts()) { attempt.formatter->dateFromString(t); }
 
+#include <array>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -31,30 +33,64 @@ enum class ParseFinish {
     TomorrowAtTime,    // tomorrow at the parsed hour and minute
 };
 
+// The words the locale's text fields can read (month, weekday and marker names in every
+// width and context), cut into their runs of ASCII letters after case folding, and
+// the quoted words of the plan's patterns. A text word that starts with none of the runs
+// of a pattern's sources cannot be read by that pattern. Bit i of a mask stands for
+// source i.
+class WordSources {
+  public:
+    static constexpr int kMonths = 0, kWeekdays = 1, kMarkers = 2, kNumbers = 3;
+    static constexpr int kFirstLiteral = 4;
+    static constexpr int kMaxSources = 64;
+
+    explicit WordSources(const Locale& locale);
+    // The bit of a quoted word of a pattern; 0 when there are too many to tell apart.
+    std::uint64_t literalBit(std::string_view word);
+    // The sources that may read a text word that starts at `word` (lower-case ASCII
+    // letters, as long as the word runs).
+    std::uint64_t sourcesOf(std::string_view word) const;
+
+  private:
+    std::vector<std::vector<std::string>> runs_;  // per source: its letter runs
+    std::vector<std::string> literals_;           // per literal source: the whole word
+};
+
 // What a text needs for a pattern to have any chance, so that most attempts are passed
 // over without asking ICU. Every test only rules out texts that cannot parse, since the
 // whole text must be read: a numeric field takes at least one digit; only a text field
 // (names, markers, quoted words) can take a letter; each run of digits needs a field of
 // its own that may read digits; each word a field or quoted word (twice as many words are
 // allowed, for markers such as "p. m." written in two); a weekday, marker or quoted word
-// needs a word.
+// needs a word. A pattern that begins (or ends) with a field reading digits only cannot
+// read a text that begins (ends) with a letter, and one that begins or ends with a field
+// reading words only cannot read a digit there; a first field that abuts another is
+// exempt, as ICU may let it read nothing. ICU's number reader also takes "nan" and
+// an exponent ("1e1"), so those letters stay possible for numeric fields.
 struct PatternNeeds {
+    enum class Edge : std::uint8_t { Any, Digits, Words };
+
     int numericFields = 0;
     bool takesLetters = false;
     int digitRunCapacity = 0;
     int wordCapacity = 0;
     bool needsWord = false;  // a field or quoted word that reads letters only
+    Edge first = Edge::Any;
+    Edge last = Edge::Any;
+    bool anyWord = false;           // a field whose words are not in WordSources
+    std::uint64_t wordSources = 0;  // WordSources bits of its text fields and quoted words
 
-    static PatternNeeds of(std::string_view pattern);
+    static PatternNeeds of(std::string_view pattern, WordSources& words);
 };
 
 // The letters and digits of a text, as PatternNeeds compares them. Bytes outside ASCII
-// may be letters or digits of any script, so a text with any counts as having both and
-// its runs are not counted. A run of more significant digits than kLongestNumber reads as
-// no date field (ICU's fields hold 32-bit values), and ICU's number reader slows down
-// with the square of a run's length.
+// may be letters of any script, so a text with any counts as having letters and its runs
+// and edges are not counted; its digits are the characters with a numeric value. A run of
+// more significant digits than kLongestNumber reads as no date field (ICU's fields hold
+// 32-bit values), and ICU's number reader slows down with the square of a run's length.
 struct TextProfile {
     static constexpr int kLongestNumber = 12;
+    static constexpr int kMaxWords = 16;
 
     bool letters = false;
     int digits = 0;
@@ -62,15 +98,48 @@ struct TextProfile {
     int digitRuns = 0;
     int words = 0;
     bool runsUnknown = false;  // bytes outside ASCII: runs not counted
+    char firstByte = 0;        // first byte that is not a blank; 0 when unknown
+    char lastByte = 0;         // last byte; 0 when unknown or a blank
+    std::array<std::uint64_t, kMaxWords> wordSources{};  // per word: WordSources bits
 
-    static TextProfile of(std::string_view text);
+    static TextProfile of(std::string_view text, const WordSources& sources);
     bool mayParse(const PatternNeeds& needs) const {
         if ((letters && !needs.takesLetters) || digits < needs.numericFields ||
             longestRun > kLongestNumber) {
             return false;
         }
-        return runsUnknown || (digitRuns <= needs.digitRunCapacity &&
-                               words <= 2 * needs.wordCapacity && (words > 0 || !needs.needsWord));
+        if (runsUnknown) {
+            return true;
+        }
+        if (digitRuns > needs.digitRunCapacity || words > 2 * needs.wordCapacity ||
+            (words == 0 && needs.needsWord) || !edgeFits(firstByte, needs.first) ||
+            !edgeFits(lastByte, needs.last)) {
+            return false;
+        }
+        if (needs.anyWord || words > kMaxWords) {
+            return true;
+        }
+        for (int i = 0; i < words; ++i) {
+            if ((wordSources[static_cast<std::size_t>(i)] & needs.wordSources) == 0) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+  private:
+    static bool edgeFits(char byte, PatternNeeds::Edge edge) {
+        const bool digit = byte >= '0' && byte <= '9';
+        const bool letter = (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z');
+        switch (edge) {
+            case PatternNeeds::Edge::Digits:
+                return !letter || byte == 'n' || byte == 'e' || byte == 'N' || byte == 'E';
+            case PatternNeeds::Edge::Words:
+                return !digit;
+            case PatternNeeds::Edge::Any:
+                break;
+        }
+        return true;
     }
 };
 
@@ -95,6 +164,8 @@ class DateParserPlan {
     const std::vector<ParseAttempt>& attempts() const { return attempts_; }
     // Numeric dates read month first.
     bool monthFirst() const { return monthFirst_; }
+    // What the attempts' text fields and quoted words read, for TextProfile::of.
+    const WordSources& words() const { return words_; }
 
   private:
     DateParserPlan(const DateFormatter& base, bool monthFirst, bool twentyFourHour);
@@ -104,6 +175,7 @@ class DateParserPlan {
     void addStyle(const DateFormatter& base, DateFormatterStyle date, DateFormatterStyle time,
                   ParseFinish finish);
 
+    WordSources words_;
     std::vector<ParseAttempt> attempts_;
     std::vector<std::string> tried_;  // patterns already in the list
     bool monthFirst_;

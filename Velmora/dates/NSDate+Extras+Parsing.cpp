@@ -343,7 +343,7 @@ DateParseResult explainParsingDateForString(std::string_view input, const Calend
         result.step = DateParseStep::Detector;
         return result;
     }
-    const TextProfile profile = TextProfile::of(text);
+    const TextProfile profile = TextProfile::of(text, plan.words());
     for (const ParseAttempt& attempt : plan.attempts()) {
         if (!profile.mayParse(attempt.needs)) {
             continue;
