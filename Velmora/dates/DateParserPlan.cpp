@@ -286,6 +286,47 @@ std::uint64_t WordSources::sourcesOf(std::string_view word) const {
     return found;
 }
 
+namespace {
+
+// The fewest runs of digits the fields can read, for fields given in pattern order as
+// letter, width and whether the next pattern character is a field too. ICU reads runs of
+// abutting numeric fields (month numbers included) by widths, every other numeric field
+// greedily.
+template <typename Field>
+int fewestDigitRuns(const std::vector<Field>& fields, std::string_view numericOnly) {
+    const auto numeric = [&](const Field& f) {
+        return numericOnly.find(f.letter) != std::string_view::npos ||
+               (std::string_view("MLec").find(f.letter) != std::string_view::npos && f.width <= 2);
+    };
+    const auto digitsOnly = [&](const Field& f) {
+        return numericOnly.find(f.letter) != std::string_view::npos;
+    };
+    int singles = 0;
+    bool groupWithoutSingleAfter = false;
+    for (std::size_t i = 0; i < fields.size();) {
+        std::size_t end = i + 1;
+        if (numeric(fields[i])) {
+            while (end < fields.size() && fields[end - 1].abutsNext && numeric(fields[end])) {
+                ++end;
+            }
+        }
+        if (end - i == 1) {
+            if (digitsOnly(fields[i])) {
+                ++singles;
+                groupWithoutSingleAfter = false;
+            }
+        } else if (std::any_of(fields.begin() + static_cast<std::ptrdiff_t>(i) + 1,
+                               fields.begin() + static_cast<std::ptrdiff_t>(end), digitsOnly)) {
+            // Its last field may stop inside a run that a later field reads on.
+            groupWithoutSingleAfter = true;
+        }
+        i = end;
+    }
+    return singles + (groupWithoutSingleAfter ? 1 : 0);
+}
+
+}  // namespace
+
 PatternNeeds PatternNeeds::of(std::string_view pattern, WordSources& words) {
     // Pattern letters that read digits only. Every other letter field may read words:
     // ICU reads a month name even for a numeric month ("MM" takes "dec").
@@ -294,6 +335,12 @@ PatternNeeds PatternNeeds::of(std::string_view pattern, WordSources& words) {
     static constexpr std::string_view kWordsOnly = "EabBG";
     PatternNeeds needs;
     bool begun = false;
+    struct Field {
+        char letter;
+        std::size_t width;
+        bool abutsNext;
+    };
+    std::vector<Field> fields;
     for (std::size_t i = 0; i < pattern.size();) {
         const char c = pattern[i];
         if (c == '\'') {
@@ -320,6 +367,9 @@ PatternNeeds PatternNeeds::of(std::string_view pattern, WordSources& words) {
         std::size_t run = i;
         while (run < pattern.size() && pattern[run] == c) {
             ++run;
+        }
+        if (isAsciiLetter(c)) {
+            fields.push_back({c, run - i, run < pattern.size() && isAsciiLetter(pattern[run])});
         }
         if (!isAsciiLetter(c)) {
             needs.last = Edge::Any;
@@ -372,6 +422,7 @@ PatternNeeds PatternNeeds::of(std::string_view pattern, WordSources& words) {
         begun = true;
         i = run;
     }
+    needs.digitRunsNeeded = fewestDigitRuns(fields, kNumeric);
     return needs;
 }
 
@@ -393,6 +444,11 @@ TextProfile TextProfile::of(std::string_view text, const WordSources& sources) {
         profile.longestRun = std::max(profile.longestRun, run);
         const auto previousByte = static_cast<unsigned char>(previous);
         profile.digitRuns += digit && std::isdigit(previousByte) == 0 ? 1 : 0;
+        profile.oddNumbers = profile.oddNumbers ||
+                             ((c == 'e' || c == 'E') && std::isdigit(previousByte) != 0) ||
+                             ((c == 'n' || c == 'N') && i + 2 < text.size() &&
+                              (text[i + 1] == 'a' || text[i + 1] == 'A') &&
+                              (text[i + 2] == 'n' || text[i + 2] == 'N'));
         if (letter && std::isalpha(previousByte) == 0) {
             if (profile.words < kMaxWords) {
                 std::size_t end = i;

@@ -65,7 +65,10 @@ class WordSources {
 // needs a word. A pattern that begins (or ends) with a field reading digits only cannot
 // read a text that begins (ends) with a letter, and one that begins or ends with a field
 // reading words only cannot read a digit there; a first field that abuts another is
-// exempt, as ICU may let it read nothing. ICU's number reader also takes "nan" and
+// exempt, as ICU may let it read nothing. A numeric field that abuts no other reads a
+// whole run of digits (ICU's number reader is greedy), so each needs a run of its own; a
+// run of abutting fields reads by widths and needs at least one, which it may share with
+// a field after it. ICU's number reader also takes "nan" and
 // an exponent ("1e1"), so those letters stay possible for numeric fields.
 struct PatternNeeds {
     enum class Edge : std::uint8_t { Any, Digits, Words };
@@ -75,6 +78,7 @@ struct PatternNeeds {
     int digitRunCapacity = 0;
     int wordCapacity = 0;
     bool needsWord = false;  // a field or quoted word that reads letters only
+    int digitRunsNeeded = 0;
     Edge first = Edge::Any;
     Edge last = Edge::Any;
     bool anyWord = false;           // a field whose words are not in WordSources
@@ -98,8 +102,11 @@ struct TextProfile {
     int digitRuns = 0;
     int words = 0;
     bool runsUnknown = false;  // bytes outside ASCII: runs not counted
-    char firstByte = 0;        // first byte that is not a blank; 0 when unknown
-    char lastByte = 0;         // last byte; 0 when unknown or a blank
+    // "nan" or a digit before an "e": ICU's number reader may read them as one number
+    // (NaN, an exponent), so one field may read no run or two.
+    bool oddNumbers = false;
+    char firstByte = 0;  // first byte that is not a blank; 0 when unknown
+    char lastByte = 0;   // last byte; 0 when unknown or a blank
     std::array<std::uint64_t, kMaxWords> wordSources{};  // per word: WordSources bits
 
     static TextProfile of(std::string_view text, const WordSources& sources);
@@ -111,7 +118,8 @@ struct TextProfile {
         if (runsUnknown) {
             return true;
         }
-        if (digitRuns > needs.digitRunCapacity || words > 2 * needs.wordCapacity ||
+        if (digitRuns > needs.digitRunCapacity ||
+            (digitRuns < needs.digitRunsNeeded && !oddNumbers) || words > 2 * needs.wordCapacity ||
             (words == 0 && needs.needsWord) || !edgeFits(firstByte, needs.first) ||
             !edgeFits(lastByte, needs.last)) {
             return false;
