@@ -325,6 +325,28 @@ int fewestDigitRuns(const std::vector<Field>& fields, std::string_view numericOn
     return singles + (groupWithoutSingleAfter ? 1 : 0);
 }
 
+// The largest value a field may hold on a strict calendar (a little above it where ICU
+// wraps a value, such as hour 24 or 12); -1 for fields left unbounded.
+int largestValue(char field) {
+    switch (field) {
+        case 'd':
+            return 31;
+        case 'M':
+        case 'L':
+        case 'h':
+        case 'K':
+            return 12;
+        case 'H':
+        case 'k':
+            return 24;
+        case 'm':
+        case 's':
+            return 60;
+        default:
+            return -1;
+    }
+}
+
 }  // namespace
 
 PatternNeeds PatternNeeds::of(std::string_view pattern, WordSources& words) {
@@ -409,6 +431,11 @@ PatternNeeds PatternNeeds::of(std::string_view pattern, WordSources& words) {
         }
         if (kWordsOnly.find(c) == std::string_view::npos) {
             ++needs.digitRunCapacity;
+            if (needs.rangeCount >= 0 && needs.rangeCount < kMaxRanges) {
+                needs.largest[static_cast<std::size_t>(needs.rangeCount++)] = largestValue(c);
+            } else {
+                needs.rangeCount = -1;
+            }
         } else {
             needs.needsWord = true;
             edge = Edge::Words;
@@ -425,6 +452,9 @@ PatternNeeds PatternNeeds::of(std::string_view pattern, WordSources& words) {
     needs.digitRunsNeeded = fewestDigitRuns(fields, kNumeric);
     return needs;
 }
+
+// Far above every field's range, and far from overflowing.
+constexpr long long kLargeValue = 1'000'000'000'000LL;
 
 TextProfile TextProfile::of(std::string_view text, const WordSources& sources) {
     TextProfile profile;
@@ -444,6 +474,10 @@ TextProfile TextProfile::of(std::string_view text, const WordSources& sources) {
         profile.longestRun = std::max(profile.longestRun, run);
         const auto previousByte = static_cast<unsigned char>(previous);
         profile.digitRuns += digit && std::isdigit(previousByte) == 0 ? 1 : 0;
+        if (digit && profile.digitRuns <= PatternNeeds::kMaxRanges) {
+            long long& value = profile.runValues[static_cast<std::size_t>(profile.digitRuns - 1)];
+            value = std::min(value * 10 + (c - '0'), kLargeValue);
+        }
         profile.oddNumbers = profile.oddNumbers ||
                              ((c == 'e' || c == 'E') && std::isdigit(previousByte) != 0) ||
                              ((c == 'n' || c == 'N') && i + 2 < text.size() &&

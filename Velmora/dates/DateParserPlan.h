@@ -68,7 +68,9 @@ class WordSources {
 // exempt, as ICU may let it read nothing. A numeric field that abuts no other reads a
 // whole run of digits (ICU's number reader is greedy), so each needs a run of its own; a
 // run of abutting fields reads by widths and needs at least one, which it may share with
-// a field after it. ICU's number reader also takes "nan" and
+// a field after it. When a text has exactly as many runs as the pattern has fields that
+// may read digits, each such field reads one whole run, in order, and ICU's strict
+// calendar turns down a value out of the field's range (a 13th month, a 61st minute). ICU's number reader also takes "nan" and
 // an exponent ("1e1"), so those letters stay possible for numeric fields.
 struct PatternNeeds {
     enum class Edge : std::uint8_t { Any, Digits, Words };
@@ -79,6 +81,11 @@ struct PatternNeeds {
     int wordCapacity = 0;
     bool needsWord = false;  // a field or quoted word that reads letters only
     int digitRunsNeeded = 0;
+    // The largest value of each field that may read digits, in order; -1 for no bound.
+    // rangeCount is -1 when there are more fields than kMaxRanges.
+    static constexpr int kMaxRanges = 8;
+    std::array<int, kMaxRanges> largest{};
+    int rangeCount = 0;
     Edge first = Edge::Any;
     Edge last = Edge::Any;
     bool anyWord = false;           // a field whose words are not in WordSources
@@ -105,6 +112,8 @@ struct TextProfile {
     // "nan" or a digit before an "e": ICU's number reader may read them as one number
     // (NaN, an exponent), so one field may read no run or two.
     bool oddNumbers = false;
+    // The value of each run of digits (the first kMaxRanges), saturating.
+    std::array<long long, PatternNeeds::kMaxRanges> runValues{};
     char firstByte = 0;  // first byte that is not a blank; 0 when unknown
     char lastByte = 0;   // last byte; 0 when unknown or a blank
     std::array<std::uint64_t, kMaxWords> wordSources{};  // per word: WordSources bits
@@ -123,6 +132,13 @@ struct TextProfile {
             (words == 0 && needs.needsWord) || !edgeFits(firstByte, needs.first) ||
             !edgeFits(lastByte, needs.last)) {
             return false;
+        }
+        if (!oddNumbers && digitRuns == needs.rangeCount && digitRuns == needs.digitRunCapacity) {
+            for (std::size_t i = 0; i < static_cast<std::size_t>(digitRuns); ++i) {
+                if (needs.largest[i] >= 0 && runValues[i] > needs.largest[i]) {
+                    return false;
+                }
+            }
         }
         if (needs.anyWord || words > kMaxWords) {
             return true;
