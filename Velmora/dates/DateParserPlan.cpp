@@ -363,6 +363,7 @@ PatternNeeds PatternNeeds::of(std::string_view pattern, WordSources& words) {
         bool abutsNext;
     };
     std::vector<Field> fields;
+    std::vector<std::pair<char, std::size_t>> literalAt;  // a literal and the fields before it
     for (std::size_t i = 0; i < pattern.size();) {
         const char c = pattern[i];
         if (c == '\'') {
@@ -375,6 +376,9 @@ PatternNeeds PatternNeeds::of(std::string_view pattern, WordSources& words) {
                 needs.needsWord = needs.needsWord || letter;
                 needs.wordCapacity += letter && !inWord ? 1 : 0;
                 inWord = letter;
+            }
+            for (std::size_t j = i + 1; j < end; ++j) {
+                literalAt.emplace_back(pattern[j], fields.size());
             }
             if (end > i + 1) {
                 const std::uint64_t bit = words.literalBit(pattern.substr(i + 1, end - i - 1));
@@ -394,6 +398,9 @@ PatternNeeds PatternNeeds::of(std::string_view pattern, WordSources& words) {
             fields.push_back({c, run - i, run < pattern.size() && isAsciiLetter(pattern[run])});
         }
         if (!isAsciiLetter(c)) {
+            for (std::size_t j = i; j < run; ++j) {
+                literalAt.emplace_back(c, fields.size());
+            }
             needs.last = Edge::Any;
             begun = true;
             i = run;
@@ -450,6 +457,20 @@ PatternNeeds PatternNeeds::of(std::string_view pattern, WordSources& words) {
         i = run;
     }
     needs.digitRunsNeeded = fewestDigitRuns(fields, kNumeric);
+    for (const auto& [literal, fieldsBefore] : literalAt) {
+        const std::size_t counted = kCountedLiterals.find(literal);
+        if (fieldsBefore < fields.size() && counted != std::string_view::npos) {
+            ++needs.literals[counted];
+        }
+    }
+    const bool abuts =
+        std::any_of(fields.begin(), fields.end(), [](const Field& f) { return f.abutsNext; });
+    if (needs.first == Edge::Digits) {
+        needs.firstLargest = largestValue(fields.front().letter);
+    }
+    if (needs.last == Edge::Digits && !abuts) {
+        needs.lastLargest = largestValue(fields.back().letter);
+    }
     return needs;
 }
 
@@ -474,6 +495,14 @@ TextProfile TextProfile::of(std::string_view text, const WordSources& sources) {
         profile.longestRun = std::max(profile.longestRun, run);
         const auto previousByte = static_cast<unsigned char>(previous);
         profile.digitRuns += digit && std::isdigit(previousByte) == 0 ? 1 : 0;
+        profile.lastRunValue = !digit ? profile.lastRunValue
+                               : std::isdigit(previousByte) != 0
+                                   ? std::min(profile.lastRunValue * 10 + (c - '0'), kLargeValue)
+                                   : c - '0';
+        if (const std::size_t counted = PatternNeeds::kCountedLiterals.find(c);
+            counted != std::string_view::npos && profile.literals[counted] < UINT8_MAX) {
+            ++profile.literals[counted];
+        }
         if (digit && profile.digitRuns <= PatternNeeds::kMaxRanges) {
             long long& value = profile.runValues[static_cast<std::size_t>(profile.digitRuns - 1)];
             value = std::min(value * 10 + (c - '0'), kLargeValue);

@@ -70,8 +70,12 @@ class WordSources {
 // run of abutting fields reads by widths and needs at least one, which it may share with
 // a field after it. When a text has exactly as many runs as the pattern has fields that
 // may read digits, each such field reads one whole run, in order, and ICU's strict
-// calendar turns down a value out of the field's range (a 13th month, a 61st minute). ICU's number reader also takes "nan" and
-// an exponent ("1e1"), so those letters stay possible for numeric fields.
+// calendar turns down a value out of the field's range (a 13th month, a 61st minute).
+// A lone numeric field at the start reads the text's first run when the text begins
+// with a digit, and one at the end the last run, when no abutting fields could have
+// stopped inside it. Literals other than blanks must be in the text, except after the
+// last field: ICU matches them exactly and gives up on any other character. ICU's number reader
+// also takes "nan" and an exponent ("1e1"), so those letters stay possible for numeric fields.
 struct PatternNeeds {
     enum class Edge : std::uint8_t { Any, Digits, Words };
 
@@ -86,6 +90,11 @@ struct PatternNeeds {
     static constexpr int kMaxRanges = 8;
     std::array<int, kMaxRanges> largest{};
     int rangeCount = 0;
+    int firstLargest = -1;  // the first field's bound when it reads the first run, else -1
+    int lastLargest = -1;   // the last field's bound when it reads the last run, else -1
+    // How often each of kCountedLiterals stands in the pattern before its last field.
+    static constexpr std::string_view kCountedLiterals = ":/-.,";
+    std::array<std::uint8_t, kCountedLiterals.size()> literals{};
     Edge first = Edge::Any;
     Edge last = Edge::Any;
     bool anyWord = false;           // a field whose words are not in WordSources
@@ -114,6 +123,8 @@ struct TextProfile {
     bool oddNumbers = false;
     // The value of each run of digits (the first kMaxRanges), saturating.
     std::array<long long, PatternNeeds::kMaxRanges> runValues{};
+    long long lastRunValue = 0;
+    std::array<std::uint8_t, PatternNeeds::kCountedLiterals.size()> literals{};
     char firstByte = 0;  // first byte that is not a blank; 0 when unknown
     char lastByte = 0;   // last byte; 0 when unknown or a blank
     std::array<std::uint64_t, kMaxWords> wordSources{};  // per word: WordSources bits
@@ -131,6 +142,17 @@ struct TextProfile {
             (digitRuns < needs.digitRunsNeeded && !oddNumbers) || words > 2 * needs.wordCapacity ||
             (words == 0 && needs.needsWord) || !edgeFits(firstByte, needs.first) ||
             !edgeFits(lastByte, needs.last)) {
+            return false;
+        }
+        for (std::size_t i = 0; i < literals.size(); ++i) {
+            if (literals[i] < needs.literals[i]) {
+                return false;
+            }
+        }
+        if (!oddNumbers && ((needs.firstLargest >= 0 && firstByte >= '0' && firstByte <= '9' &&
+                             runValues[0] > needs.firstLargest) ||
+                            (needs.lastLargest >= 0 && lastByte >= '0' && lastByte <= '9' &&
+                             lastRunValue > needs.lastLargest))) {
             return false;
         }
         if (!oddNumbers && digitRuns == needs.rangeCount && digitRuns == needs.digitRunCapacity) {
