@@ -74,7 +74,9 @@ class WordSources {
 // A lone numeric field at the start reads the text's first run when the text begins
 // with a digit, and one at the end the last run, when no abutting fields could have
 // stopped inside it. Literals other than blanks must be in the text, except after the
-// last field: ICU matches them exactly and gives up on any other character. ICU's number reader
+// last field: ICU matches them exactly and gives up on any other character. ICU also
+// reads "nan" and "1e1" as numbers; the letter and digit counts turn such texts down on
+// purpose (nobody writes a date so), the later checks allow for them. ICU's number reader
 // also takes "nan" and an exponent ("1e1"), so those letters stay possible for numeric fields.
 struct PatternNeeds {
     enum class Edge : std::uint8_t { Any, Digits, Words };

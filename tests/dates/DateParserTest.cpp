@@ -254,6 +254,81 @@ TEST(DateParserTest, DaylightSavingChange) {
 
 // The groups the detector leaves no English text to (slash-and-blank, remaining
 // day-month, words with a time): their place in the order and their region order.
+// The checks before ICU may only pass over attempts that would fail: every attempt of the
+// plan that reads a text must be let through. The texts are ones where ICU is lenient in
+// ways that are easy to miss ("nan" and exponents as numbers, weekday names cut short,
+// quoted words broken by blanks, a first abutting field that reads nothing, a "." after a
+// name, punctuation skipped between fields, digits of other scripts).
+TEST(DateParserTest, ChecksBeforeIcuKeepEveryAttemptThatReads) {
+    const std::vector<std::string> texts{
+        "nan:30",
+        "1e1:30",
+        "t 1730",
+        "fr 1730",
+        "tu 0930",
+        "fri. 1730",
+        "to day 17",
+        "today 1730",
+        "tomorrow 0930am",
+        "dec 244",
+        "05:30p",
+        "5pm.",
+        "24 dec, 2026",
+        "24dec25",
+        "17 :30",
+        "24-12",
+        "24 12",
+        "2359",
+        "1224",
+        "0530pm",
+        "12245pm",
+        "24/12/2025 9am",
+        "2026/12/24",
+        "25:61",
+        "13/13/2025",
+        "12/24/2025",
+        "24.12.26",
+        "24. dez. 2026",
+        "sept 4",
+        "22nd 1730",
+        "\xF0\x9D\x9F\x99\xF0\x9D\x9F\x9A/\xF0\x9D\x9F\x99\xF0\x9D\x9F\x9A",
+        "buy milk"};
+    for (const char* locale : {"en_GB", "en_US", "de_DE"}) {
+        for (const bool twentyFour : {true, false}) {
+            PinnedDates pinned(kBerlin, locale, monday(23, 10));
+            Pinned24Hours clock(twentyFour);
+            const DateParserPlan& plan = DateParserPlan::forCurrentSettings();
+            for (const std::string& text : texts) {
+                const TextProfile profile = TextProfile::of(text, plan.words());
+                for (const ParseAttempt& attempt : plan.attempts()) {
+                    // ICU's "nan" and exponents are numbers to it, not dates to a user:
+                    // the letter and digit counts turn them down on purpose.
+                    const bool oddNumber = text.find("nan") != std::string::npos ||
+                                           text.find("1e1") != std::string::npos;
+                    if (oddNumber && (!attempt.needs.takesLetters ||
+                                      profile.digits < attempt.needs.numericFields)) {
+                        continue;
+                    }
+                    if (attempt.formatter->dateFromString(text)) {
+                        EXPECT_TRUE(profile.mayParse(attempt.needs))
+                            << locale << " '" << text << "' is read by " << attempt.pattern;
+                    }
+                }
+            }
+            // And they do pass over: no pattern can read words that name nothing.
+            const TextProfile junk = TextProfile::of("buy milk", plan.words());
+            EXPECT_TRUE(std::none_of(plan.attempts().begin(), plan.attempts().end(),
+                                     [&](const ParseAttempt& a) { return junk.mayParse(a.needs); }))
+                << locale;
+            const TextProfile badMonth = TextProfile::of("13/13/2025", plan.words());
+            const auto tried =
+                std::count_if(plan.attempts().begin(), plan.attempts().end(),
+                              [&](const ParseAttempt& a) { return badMonth.mayParse(a.needs); });
+            EXPECT_LT(tried, 20) << locale;
+        }
+    }
+}
+
 TEST(DateParserTest, PlanOrderAndRegionOrder) {
     const auto patterns = [] {
         std::vector<std::string> list;
