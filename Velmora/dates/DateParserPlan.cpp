@@ -557,6 +557,7 @@ void DateParserPlan::add(const DateFormatter& base, DateParseStep step, std::str
     tried_.push_back(pattern);
     std::unique_ptr<DateFormatter> formatter = base.copy();
     formatter->setDateFormat(pattern);
+    formatter->setReadsAbuttingNumbersWithOneReader(true);
     const PatternNeeds needs = PatternNeeds::of(pattern, words_);
     attempts_.push_back({step, std::move(pattern), finish, logged, std::move(formatter), needs});
 }
@@ -573,6 +574,7 @@ void DateParserPlan::addStyle(const DateFormatter& base, DateFormatterStyle date
     std::unique_ptr<DateFormatter> formatter = base.copy();
     formatter->setDateStyle(date);
     formatter->setTimeStyle(time);
+    formatter->setReadsAbuttingNumbersWithOneReader(true);
     const PatternNeeds needs = PatternNeeds::of(formatter->dateFormat(), words_);
     attempts_.push_back(
         {DateParseStep::Style, std::move(label), finish, false, std::move(formatter), needs});

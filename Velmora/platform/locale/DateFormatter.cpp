@@ -1,10 +1,15 @@
 #include "Velmora/platform/locale/DateFormatter.h"
 
 #include <cmath>
+#include <string>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 #include <unicode/calendar.h>
+#include <unicode/decimfmt.h>
 #include <unicode/dtptngen.h>
+#include <unicode/numfmt.h>
 #include <unicode/smpdtfmt.h>
 #include <unicode/unistr.h>
 
@@ -57,6 +62,154 @@ std::string stylePattern(DateFormatterStyle dateStyle, DateFormatterStyle timeSt
     return toUtf8(pattern);
 }
 
+// ICU's number reader for the fields of a run of abutting numeric fields, as ICU makes it
+// for every such field it reads: the formatter's own reader with negative numbers turned
+// off (a negative prefix no text holds, U+AB00). Not a DecimalFormat, so that ICU uses it
+// as it is instead of copying it again.
+class AbuttingNumberReader final : public icu::NumberFormat {
+  public:
+    explicit AbuttingNumberReader(std::unique_ptr<icu::DecimalFormat> reader)
+        : reader_(std::move(reader)) {}
+
+    static std::unique_ptr<AbuttingNumberReader> of(const icu::NumberFormat& base) {
+        const auto* decimal = dynamic_cast<const icu::DecimalFormat*>(&base);
+        if (decimal == nullptr) {
+            return nullptr;
+        }
+        std::unique_ptr<icu::DecimalFormat> reader(decimal->clone());
+        if (!reader) {
+            return nullptr;
+        }
+        static constexpr char16_t kNoNegativePrefix[] = {0xAB00, 0};
+        reader->setNegativePrefix(icu::UnicodeString(kNoNegativePrefix));
+        return std::make_unique<AbuttingNumberReader>(std::move(reader));
+    }
+
+    using icu::NumberFormat::format;
+    using icu::NumberFormat::parse;
+
+    AbuttingNumberReader* clone() const override {
+        std::unique_ptr<icu::DecimalFormat> reader(reader_->clone());
+        return reader ? new AbuttingNumberReader(std::move(reader)) : nullptr;
+    }
+    bool operator==(const icu::Format& other) const override {
+        const auto* same = dynamic_cast<const AbuttingNumberReader*>(&other);
+        return same != nullptr && *reader_ == *same->reader_;
+    }
+    icu::UnicodeString& format(double number, icu::UnicodeString& appendTo,
+                               icu::FieldPosition& pos) const override {
+        return reader_->format(number, appendTo, pos);
+    }
+    icu::UnicodeString& format(int32_t number, icu::UnicodeString& appendTo,
+                               icu::FieldPosition& pos) const override {
+        return reader_->format(number, appendTo, pos);
+    }
+    icu::UnicodeString& format(int64_t number, icu::UnicodeString& appendTo,
+                               icu::FieldPosition& pos) const override {
+        return reader_->format(number, appendTo, pos);
+    }
+    void parse(const icu::UnicodeString& text, icu::Formattable& result,
+               icu::ParsePosition& position) const override {
+        reader_->parse(text, result, position);
+    }
+    // The settings ICU gives a date field's reader or writer reach the wrapped one.
+    void setGroupingUsed(UBool on) override {
+        icu::NumberFormat::setGroupingUsed(on);
+        reader_->setGroupingUsed(on);
+    }
+    void setParseIntegerOnly(UBool on) override {
+        icu::NumberFormat::setParseIntegerOnly(on);
+        reader_->setParseIntegerOnly(on);
+    }
+    void setMinimumIntegerDigits(int32_t digits) override {
+        icu::NumberFormat::setMinimumIntegerDigits(digits);
+        reader_->setMinimumIntegerDigits(digits);
+    }
+    void setMaximumIntegerDigits(int32_t digits) override {
+        icu::NumberFormat::setMaximumIntegerDigits(digits);
+        reader_->setMaximumIntegerDigits(digits);
+    }
+    void setMinimumFractionDigits(int32_t digits) override {
+        icu::NumberFormat::setMinimumFractionDigits(digits);
+        reader_->setMinimumFractionDigits(digits);
+    }
+    void setMaximumFractionDigits(int32_t digits) override {
+        icu::NumberFormat::setMaximumFractionDigits(digits);
+        reader_->setMaximumFractionDigits(digits);
+    }
+    UClassID getDynamicClassID() const override { return getStaticClassID(); }
+    static UClassID getStaticClassID() {
+        static const char id = 0;
+        return const_cast<char*>(&id);
+    }
+
+  private:
+    std::unique_ptr<icu::DecimalFormat> reader_;
+};
+
+// The field letters that stand only inside runs of abutting numeric fields of the
+// pattern (ICU's numeric fields: digit-only fields, and month and local weekday numbers
+// of one or two letters), for fields that read digits only.
+std::u16string abuttingOnlyFields(const icu::UnicodeString& pattern) {
+    static constexpr std::u16string_view kDigitsOnly = u"yYudDHhKkmsS";
+    struct Field {
+        char16_t letter;
+        int32_t width;
+        bool abutsNext;
+    };
+    std::vector<Field> fields;
+    const auto isLetter = [](char16_t c) {
+        return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z');
+    };
+    for (int32_t i = 0; i < pattern.length();) {
+        const char16_t c = pattern.charAt(i);
+        if (c == u'\'') {
+            const int32_t close = pattern.indexOf(u'\'', i + 1);
+            i = close < 0 ? pattern.length() : close + 1;
+            if (!fields.empty()) {
+                fields.back().abutsNext = false;
+            }
+            continue;
+        }
+        int32_t end = i;
+        while (end < pattern.length() && pattern.charAt(end) == c) {
+            ++end;
+        }
+        if (isLetter(c)) {
+            fields.push_back({c, end - i, end < pattern.length() && isLetter(pattern.charAt(end))});
+        }
+        i = end;
+    }
+    const auto numeric = [&](const Field& f) {
+        return kDigitsOnly.find(f.letter) != std::u16string_view::npos ||
+               (std::u16string_view(u"MLec").find(f.letter) != std::u16string_view::npos &&
+                f.width <= 2);
+    };
+    std::u16string inRuns;
+    std::u16string alone;
+    for (std::size_t i = 0; i < fields.size();) {
+        std::size_t end = i + 1;
+        if (numeric(fields[i])) {
+            while (end < fields.size() && fields[end - 1].abutsNext && numeric(fields[end])) {
+                ++end;
+            }
+        }
+        for (std::size_t j = i; j < end; ++j) {
+            (end - i > 1 ? inRuns : alone).push_back(fields[j].letter);
+        }
+        i = end;
+    }
+    std::u16string result;
+    for (const char16_t letter : inRuns) {
+        if (kDigitsOnly.find(letter) != std::u16string_view::npos &&
+            alone.find(letter) == std::u16string::npos &&
+            result.find(letter) == std::u16string::npos) {
+            result.push_back(letter);
+        }
+    }
+    return result;
+}
+
 }  // namespace
 
 DateFormatter::DateFormatter()
@@ -73,6 +226,7 @@ std::unique_ptr<DateFormatter> DateFormatter::copy() const {
     result->locale_ = locale_;
     result->timeZone_ = timeZone_;
     result->lenient_ = lenient_;
+    result->oneAbuttingReader_ = oneAbuttingReader_;
     return result;
 }
 
@@ -148,6 +302,12 @@ TimeZone DateFormatter::timeZone() const {
     return timeZone_;
 }
 
+void DateFormatter::setReadsAbuttingNumbersWithOneReader(bool on) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    oneAbuttingReader_ = on;
+    icuFormat_.reset();
+}
+
 void DateFormatter::setLenient(bool lenient) {
     std::lock_guard<std::mutex> lock(mutex_);
     lenient_ = lenient;
@@ -221,6 +381,19 @@ icu::SimpleDateFormat* DateFormatter::icuFormatLocked() const {
         format->setLenient(lenient_);
         format->setBooleanAttribute(UDAT_PARSE_ALLOW_WHITESPACE, true, status);
         format->setBooleanAttribute(UDAT_PARSE_ALLOW_NUMERIC, true, status);
+        if (oneAbuttingReader_) {
+            icu::UnicodeString pattern;
+            format->toPattern(pattern);
+            const std::u16string fields = abuttingOnlyFields(pattern);
+            std::unique_ptr<AbuttingNumberReader> reader =
+                fields.empty() ? nullptr : AbuttingNumberReader::of(*format->getNumberFormat());
+            if (reader) {
+                UErrorCode adopted = U_ZERO_ERROR;
+                format->adoptNumberFormat(
+                    icu::UnicodeString(fields.data(), static_cast<int32_t>(fields.size())),
+                    reader.release(), adopted);
+            }
+        }
         icuFormat_ = std::move(format);
         icuFormatLocale_ = locale->getName();
     }

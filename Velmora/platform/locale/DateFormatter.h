@@ -61,6 +61,10 @@ class DateFormatter {
     // off by default. Either way white space and punctuation are matched loosely and a
     // numeric field may use fewer or more digits than the pattern shows.
     void setLenient(bool lenient);
+    // For a formatter that reads far more than it writes: ICU copies its number reader
+    // each time it reads a field of a run of abutting numeric fields ("HHmm"); a reading
+    // formatter keeps one such copy per run's fields instead. Results are the same.
+    void setReadsAbuttingNumbersWithOneReader(bool on);
 
     // Fractions of a millisecond are dropped, not rounded. Letters the pattern syntax does
     // not know write nothing. "" for a date that is not finite, or when ICU cannot make a
@@ -89,6 +93,7 @@ class DateFormatter {
     Locale locale_;
     TimeZone timeZone_;
     bool lenient_ = false;
+    bool oneAbuttingReader_ = false;
     mutable std::unique_ptr<icu::SimpleDateFormat> icuFormat_;
     mutable std::string icuFormatLocale_;  // an auto-updating locale's identifier when made
 };
