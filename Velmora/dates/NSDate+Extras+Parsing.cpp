@@ -178,10 +178,14 @@ std::optional<Date> fromDetector(const std::string& text, const Calendar& calend
     if (!found) {
         return std::nullopt;
     }
-    log::debug("[DATE PARSER] Detected Date: {}", found->date.description());
-    log::debug("[DATE PARSER] Detected Time Zone: {}",
-               found->timeZone ? found->timeZone->name() : std::string("(null)"));
-    log::debug("[DATE PARSER] Detected Duration: {:f}", found->duration);
+    // The texts are made only when a logger wants them: describing a date costs a
+    // calendar computation.
+    if (Log::isEnabled(static_cast<int>(LogFlag::Debug))) {
+        log::debug("[DATE PARSER] Detected Date: {}", found->date.description());
+        log::debug("[DATE PARSER] Detected Time Zone: {}",
+                   found->timeZone ? found->timeZone->name() : std::string("(null)"));
+        log::debug("[DATE PARSER] Detected Duration: {:f}", found->duration);
+    }
     std::optional<Date> date = found->date;
     // A bare number is never taken as an hour.
     const DateComponents time = calendar.components(kTimeUnits, *date);
@@ -245,6 +249,11 @@ std::optional<Date> finish(const ParseAttempt& attempt, Date parsed, const Calen
 std::optional<Date> plausible(Date date, const Calendar& calendar, Date now) {
     const int year = calendar.component(CalendarUnit::Year, date);
     const int thisYear = calendar.component(CalendarUnit::Year, now);
+    // The horizon's year is at least one short of 25 years on, so a year up to there
+    // needs no date arithmetic.
+    if (year >= kFirstPlausibleYear && year < thisYear + kPlausibleYearsAhead) {
+        return date;
+    }
     const std::optional<Date> horizon =
         getDateByAddingDays(now, 0, 0, 0, kPlausibleYearsAhead, -1, &calendar);
     const int lastYear = horizon ? calendar.component(CalendarUnit::Year, *horizon)
