@@ -301,15 +301,26 @@ std::optional<Date> tryParsingXDayXXXXFormat(std::string_view input) {
     for (const char* filler : {" at ", " around ", " near "}) {
         text = replaceAll(std::move(text), filler, "");
     }
-    const std::vector<std::string> unit =
-        captureComponentsMatchedByRegex(text, kCountAndUnit, RegexOptions::CaseInsensitive);
-    if (unit.size() == 6) {
-        return compactCountAndUnit(unit, *today, *calendar);
+    // Both expressions are anchored at the start: a count needs a digit there, a weekday
+    // one of the letters weekdays begin with. Other scripts' digits and letters that fold
+    // to these (the long s) leave the decision to ICU.
+    const unsigned char first = text.empty() ? 0 : static_cast<unsigned char>(text.front());
+    const bool outsideAscii = first >= 0x80;
+    if (outsideAscii || std::isdigit(first) != 0) {
+        const std::vector<std::string> unit =
+            captureComponentsMatchedByRegex(text, kCountAndUnit, RegexOptions::CaseInsensitive);
+        if (unit.size() == 6) {
+            return compactCountAndUnit(unit, *today, *calendar);
+        }
     }
-    const std::vector<std::string> weekday =
-        captureComponentsMatchedByRegex(text, kWeekdayAndTime, RegexOptions::CaseInsensitive);
-    if (weekday.size() == 5) {
-        return compactWeekday(weekday, *today, *calendar);
+    if (outsideAscii ||
+        (first != 0 &&
+         std::string_view("smtwfSMTWF").find(static_cast<char>(first)) != std::string_view::npos)) {
+        const std::vector<std::string> weekday =
+            captureComponentsMatchedByRegex(text, kWeekdayAndTime, RegexOptions::CaseInsensitive);
+        if (weekday.size() == 5) {
+            return compactWeekday(weekday, *today, *calendar);
+        }
     }
     return std::nullopt;
 }
