@@ -201,8 +201,11 @@ std::optional<Date> fromDetector(const std::string& text, const Calendar& calend
     // "dec 20" typed early in January means the coming December.
     const int thisYear = calendar.component(CalendarUnit::Year, now);
     const int year = calendar.component(CalendarUnit::Year, *date);
-    const long daysAgo = daysToDate(*date, now);
-    if (year == thisYear - 1 && daysAgo >= 0 && daysAgo <= 60 &&
+    const auto withinTwoMonths = [&] {
+        const long daysAgo = daysToDate(*date, now);
+        return daysAgo >= 0 && daysAgo <= 60;
+    };
+    if (year == thisYear - 1 && withinTwoMonths() &&
         text.find(std::to_string(year)) == std::string::npos) {
         date = withYear(*date, thisYear, calendar);
     }
