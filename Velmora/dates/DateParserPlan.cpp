@@ -457,7 +457,13 @@ PatternNeeds PatternNeeds::of(std::string_view pattern, WordSources& words) {
         i = run;
     }
     needs.digitRunsNeeded = fewestDigitRuns(fields, kNumeric);
+    // Time fields, and to be safe every field that is neither a date nor a name field
+    // (zones write "GMT+01:00").
+    needs.readsColon = std::any_of(fields.begin(), fields.end(), [](const Field& f) {
+        return std::string_view("yYuMLdDEecGQqwWFg").find(f.letter) == std::string_view::npos;
+    });
     for (const auto& [literal, fieldsBefore] : literalAt) {
+        needs.readsColon = needs.readsColon || literal == ':';
         const std::size_t counted = kCountedLiterals.find(literal);
         if (fieldsBefore < fields.size() && counted != std::string_view::npos) {
             ++needs.literals[counted];

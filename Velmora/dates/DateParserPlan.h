@@ -74,7 +74,8 @@ class WordSources {
 // A lone numeric field at the start reads the text's first run when the text begins
 // with a digit, and one at the end the last run, when no abutting fields could have
 // stopped inside it. Literals other than blanks must be in the text, except after the
-// last field: ICU matches them exactly and gives up on any other character. ICU also
+// last field: ICU matches them exactly and gives up on any other character. A ":" in the
+// text needs one in the pattern or a time field (ICU passes over ":" only before one). ICU also
 // reads "nan" and "1e1" as numbers; the letter and digit counts turn such texts down on
 // purpose (nobody writes a date so), the later checks allow for them. ICU's number reader
 // also takes "nan" and an exponent ("1e1"), so those letters stay possible for numeric fields.
@@ -97,6 +98,7 @@ struct PatternNeeds {
     // How often each of kCountedLiterals stands in the pattern before its last field.
     static constexpr std::string_view kCountedLiterals = ":/-.,";
     std::array<std::uint8_t, kCountedLiterals.size()> literals{};
+    bool readsColon = false;  // a ":" literal, or a field before which ICU skips ":"
     Edge first = Edge::Any;
     Edge last = Edge::Any;
     bool anyWord = false;           // a field whose words are not in WordSources
@@ -144,6 +146,9 @@ struct TextProfile {
             (digitRuns < needs.digitRunsNeeded && !oddNumbers) || words > 2 * needs.wordCapacity ||
             (words == 0 && needs.needsWord) || !edgeFits(firstByte, needs.first) ||
             !edgeFits(lastByte, needs.last)) {
+            return false;
+        }
+        if (literals[0] > 0 && !needs.readsColon) {
             return false;
         }
         for (std::size_t i = 0; i < literals.size(); ++i) {
