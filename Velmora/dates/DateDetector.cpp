@@ -699,8 +699,17 @@ class Resolver {
     static std::optional<Date> nearest(const Calendar& cal, Date today, int month, int day) {
         const int year = cal.component(CalendarUnit::Year, today);
         std::optional<Date> best;
+        std::optional<Date> inThisYear;
         for (const int candidate : {year, year - 1, year + 1}) {
+            // The day in this year, on or after today, is nearer than the one a year on;
+            // on or before today, nearer than the one a year back.
+            if (inThisYear && (candidate > year ? *inThisYear >= today : *inThisYear <= today)) {
+                continue;
+            }
             const std::optional<Date> date = dayOfYear(cal, candidate, month, day);
+            if (candidate == year) {
+                inThisYear = date;
+            }
             if (date &&
                 (!best ||
                  std::abs(date->timeIntervalSince1970() - today.timeIntervalSince1970()) <
