@@ -170,9 +170,17 @@ std::optional<Date> withYear(Date date, int year, const Calendar& calendar) {
     return getDateBySettingDays(date, 0, 0, 0, year, &calendar);
 }
 
+// A date with its year and the year of now in the same calendar, so that later rules
+// need not compute them again.
+struct DatedYear {
+    Date date;
+    int year;
+    int thisYear;
+};
+
 // The detected date, corrected as quick entry needs it.
-std::optional<Date> fromDetector(const std::string& text, const Calendar& calendar, Date now,
-                                 bool monthFirst) {
+std::optional<DatedYear> fromDetector(const std::string& text, const Calendar& calendar, Date now,
+                                      bool monthFirst) {
     const DateDetector detector(calendar, now, monthFirst);
     const std::optional<DetectedDate> found = detector.firstMatch(text);
     if (!found) {
@@ -208,8 +216,12 @@ std::optional<Date> fromDetector(const std::string& text, const Calendar& calend
     if (year == thisYear - 1 && withinTwoMonths() &&
         text.find(std::to_string(year)) == std::string::npos) {
         date = withYear(*date, thisYear, calendar);
+        if (!date) {
+            return std::nullopt;
+        }
+        return DatedYear{*date, calendar.component(CalendarUnit::Year, *date), thisYear};
     }
-    return date;
+    return DatedYear{*date, year, thisYear};
 }
 
 // A formatter hit turned into the attempt's date.
@@ -249,9 +261,8 @@ std::optional<Date> finish(const ParseAttempt& attempt, Date parsed, const Calen
 }
 
 // A year before 2001 or more than 25 years ahead becomes this year.
-std::optional<Date> plausible(Date date, const Calendar& calendar, Date now) {
-    const int year = calendar.component(CalendarUnit::Year, date);
-    const int thisYear = calendar.component(CalendarUnit::Year, now);
+std::optional<Date> plausible(const DatedYear& dated, const Calendar& calendar, Date now) {
+    const auto [date, year, thisYear] = dated;
     // The horizon's year is at least one short of 25 years on, so a year up to there
     // needs no date arithmetic.
     if (year >= kFirstPlausibleYear && year < thisYear + kPlausibleYearsAhead) {
@@ -360,7 +371,7 @@ DateParseResult explainParsingDateForString(std::string_view input, const Calend
 
     const Date now = Clock::now();
     const DateParserPlan& plan = DateParserPlan::forCurrentSettings();
-    if (const std::optional<Date> detected =
+    if (const std::optional<DatedYear> detected =
             fromDetector(text, *calendar, now, plan.monthFirst())) {
         result.date = plausible(*detected, *calendar, now);
         result.step = DateParseStep::Detector;
@@ -379,7 +390,9 @@ DateParseResult explainParsingDateForString(std::string_view input, const Calend
             log::debug("[DATE PARSER] Parsed date '{}' using Format: {}", text, attempt.pattern);
         }
         if (const std::optional<Date> date = finish(attempt, *parsed, *calendar, now)) {
-            result.date = plausible(*date, *calendar, now);
+            result.date = plausible(DatedYear{*date, calendar->component(CalendarUnit::Year, *date),
+                                              calendar->component(CalendarUnit::Year, now)},
+                                    *calendar, now);
             result.step = attempt.step;
             result.pattern = attempt.pattern;
             return result;
