@@ -220,7 +220,8 @@ WordSources::WordSources(const Locale& locale) : runs_(kFirstLiteral) {
     constexpr std::int32_t kMarkerCount = 2;
     using Symbols = icu::DateFormatSymbols;
     for (const auto context : {Symbols::FORMAT, Symbols::STANDALONE}) {
-        for (const auto width : {Symbols::WIDE, Symbols::ABBREVIATED, Symbols::NARROW}) {
+        // ICU reads no narrow month name ("s" for September), in any month field.
+        for (const auto width : {Symbols::WIDE, Symbols::ABBREVIATED}) {
             count = 0;
             const icu::UnicodeString* months = symbols.getMonths(count, context, width);
             addAll(months, count, kMonthCount, runs_[kMonths]);

@@ -33,11 +33,11 @@ enum class ParseFinish {
     TomorrowAtTime,    // tomorrow at the parsed hour and minute
 };
 
-// The words the locale's text fields can read (month, weekday and marker names in every
-// width and context), cut into their runs of ASCII letters after case folding, and
-// the quoted words of the plan's patterns. A text word that starts with none of the runs
-// of a pattern's sources cannot be read by that pattern. Bit i of a mask stands for
-// source i.
+// The words the locale's text fields can read (month names wide and abbreviated, weekday
+// and marker names in every width, in both contexts), cut into their runs of ASCII letters after
+// case folding, and the quoted words of the plan's patterns. A text word that starts with none of
+// the runs of a pattern's sources cannot be read by that pattern. Bit i of a mask stands for source
+// i.
 class WordSources {
   public:
     static constexpr int kMonths = 0, kWeekdays = 1, kMarkers = 2, kNumbers = 3;
