@@ -1,9 +1,11 @@
 #include "Velmora/platform/foundation/NotificationCenter.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <exception>
 #include <mutex>
+#include <string_view>
 #include <vector>
 
 #include "Velmora/platform/foundation/NoDestructor.h"
@@ -23,9 +25,41 @@ struct NotificationCenter::Entry {
     }
 };
 
+namespace {
+
+constexpr std::size_t kNameBuckets = 64;
+
+// A cheap sample of a name (its length and three of its characters) that picks the count
+// a post reads. Names of one family share their start and end, so the samples come from
+// the middle; two names in one bucket only cost the slow path.
+std::size_t nameBucket(std::string_view name) {
+    const std::size_t size = name.size();
+    std::size_t sample = size;
+    if (size != 0) {
+        for (const std::size_t at : {size / 3, size / 2, size * 2 / 3}) {
+            sample = sample * 31 + static_cast<unsigned char>(name[at]);
+        }
+    }
+    return sample % kNameBuckets;
+}
+
+}  // namespace
+
 struct NotificationCenter::Registry {
-    std::mutex mutex;  // guards entries
+    std::mutex mutex;  // guards entries; the counts below change under it too
     std::vector<std::shared_ptr<Entry>> entries;
+    // How many entries observe a name of each bucket, and every name. A post reads them
+    // without the lock and returns at once when no entry can match, so a notification
+    // nobody observes (most of them, most of the time) costs two loads, not a lock.
+    std::array<std::atomic<std::uint32_t>, kNameBuckets> observersByName{};
+    std::atomic<std::uint32_t> observersOfEveryName{0};
+
+    std::atomic<std::uint32_t>& countFor(const Entry& entry) {
+        return entry.name.empty() ? observersOfEveryName : observersByName[nameBucket(entry.name)];
+    }
+    bool mayHaveObserver(std::string_view name) const {
+        return observersOfEveryName.load() != 0 || observersByName[nameBucket(name)].load() != 0;
+    }
 };
 
 namespace {
@@ -38,7 +72,11 @@ void unregister(const std::shared_ptr<NotificationCenter::Registry>& registry,
     if (registry) {
         std::lock_guard lock(registry->mutex);
         auto& entries = registry->entries;
-        entries.erase(std::remove(entries.begin(), entries.end(), entry), entries.end());
+        const auto removed = std::remove(entries.begin(), entries.end(), entry);
+        if (removed != entries.end()) {
+            registry->countFor(*entry).fetch_sub(1);
+            entries.erase(removed, entries.end());
+        }
     }
     entry->active.store(false);
     // Wait for calls on other threads; calls on this thread are further up our own stack.
@@ -140,11 +178,15 @@ NotificationCenter::Observation NotificationCenter::registerEntry(std::shared_pt
     {
         std::lock_guard lock(registry_->mutex);
         registry_->entries.push_back(entry);
+        registry_->countFor(*entry).fetch_add(1);
     }
     return Observation(registry_, std::move(entry));
 }
 
 void NotificationCenter::post(const Notification& notification) {
+    if (!registry_->mayHaveObserver(notification.name)) {
+        return;
+    }
     std::vector<std::shared_ptr<Entry>> targets;
     {
         std::lock_guard lock(registry_->mutex);
