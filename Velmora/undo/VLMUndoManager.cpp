@@ -27,7 +27,8 @@ const Selector& endOfEventSelector() {
 }  // namespace
 
 VLMUndoManager::VLMUndoManager()
-    : proxy_(std::make_shared<VLMUndoManagerProxy>(*this)),
+    : center_(NotificationCenter::defaultCenter()),
+      proxy_(std::make_shared<VLMUndoManagerProxy>(*this)),
       runLoopModes_{std::string(RunLoop::kDefaultMode)} {}
 
 VLMUndoManager::~VLMUndoManager() {
@@ -47,11 +48,11 @@ void VLMUndoManager::post(Plain name) {
     if (!notification) {
         notification.emplace(Notification{kPlainNames[index], this, {}});
     }
-    NotificationCenter::defaultCenter().post(*notification);
+    center_.post(*notification);
 }
 
 void VLMUndoManager::post(const char* name, Value userInfo) {
-    NotificationCenter::defaultCenter().post(Notification{name, this, std::move(userInfo)});
+    center_.post(Notification{name, this, std::move(userInfo)});
 }
 
 void VLMUndoManager::beginUndoGrouping(Value extraData, bool useASingleGroup) {

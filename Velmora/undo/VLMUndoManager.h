@@ -44,6 +44,8 @@
 
 namespace velmora {
 
+class NotificationCenter;
+
 // The platform's notification names, posted with the manager as sender.
 inline constexpr const char* NSUndoManagerDidOpenUndoGroupNotification =
     "NSUndoManagerDidOpenUndoGroupNotification";
@@ -230,6 +232,7 @@ class VLMUndoManager : public SelectorTarget {
     std::string menuTitle(bool available, std::string_view verb, std::string_view empty,
                           std::string_view name) const;
 
+    NotificationCenter& center_;  // the default centre, looked up once
     std::shared_ptr<VLMUndoManagerProxy> proxy_;
     Stack undoStack_;
     Stack redoStack_;
