@@ -105,8 +105,14 @@ void VLMUndoGroup::perform() {
     PerformFrame frame(*this);
     std::exception_ptr first;
     for (std::size_t index = tasks_.size(); index-- > 0;) {
+        // Only assigning a whole group over this one while it performs can shorten the
+        // list read here; its tasks beyond the new end are then skipped, never read past it.
+        const std::vector<VLMUndoTaskRef>& tasks = frame.tasks();
+        if (index >= tasks.size()) {
+            continue;
+        }
         try {
-            frame.tasks()[index]->perform();
+            tasks[index]->perform();
         } catch (...) {
             if (!first) {
                 first = std::current_exception();
