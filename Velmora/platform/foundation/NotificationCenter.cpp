@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cstdint>
 #include <exception>
 #include <mutex>
 #include <string_view>
@@ -27,38 +28,50 @@ struct NotificationCenter::Entry {
 
 namespace {
 
-constexpr std::size_t kNameBuckets = 64;
+// Bucket 63 stands for the observers of every name; names fall in buckets 0 to 62.
+constexpr std::size_t kEveryNameBucket = 63;
 
-// A cheap sample of a name (its length and three of its characters) that picks the count
-// a post reads. Names of one family share their start and end, so the samples come from
-// the middle; two names in one bucket only cost the slow path.
+// A cheap sample of a name (its length and three of its characters) that picks its
+// bucket. Names of one family share their start and end, so the samples come from the
+// middle; two names in one bucket only cost the slow path.
 std::size_t nameBucket(std::string_view name) {
     const std::size_t size = name.size();
-    std::size_t sample = size;
-    if (size != 0) {
-        for (const std::size_t at : {size / 3, size / 2, size * 2 / 3}) {
-            sample = sample * 31 + static_cast<unsigned char>(name[at]);
-        }
+    if (size == 0) {
+        return kEveryNameBucket;
     }
-    return sample % kNameBuckets;
+    std::size_t sample = size;
+    for (const std::size_t at : {size / 3, size / 2, size * 2 / 3}) {
+        sample = sample * 31 + static_cast<unsigned char>(name[at]);
+    }
+    return sample % kEveryNameBucket;
 }
 
 }  // namespace
 
 struct NotificationCenter::Registry {
-    std::mutex mutex;  // guards entries; the counts below change under it too
+    std::mutex mutex;  // guards entries and observersInBucket
     std::vector<std::shared_ptr<Entry>> entries;
-    // How many entries observe a name of each bucket, and every name. A post reads them
-    // without the lock and returns at once when no entry can match, so a notification
-    // nobody observes (most of them, most of the time) costs two loads, not a lock.
-    std::array<std::atomic<std::uint32_t>, kNameBuckets> observersByName{};
-    std::atomic<std::uint32_t> observersOfEveryName{0};
+    std::array<std::uint32_t, kEveryNameBucket + 1> observersInBucket{};
+    // Bit b is set while bucket b has an observer; written under the lock, read without
+    // it. A post that no entry can match (most of them, most of the time) returns after
+    // one load instead of taking the lock and comparing every entry's name.
+    std::atomic<std::uint64_t> observedBuckets{0};
 
-    std::atomic<std::uint32_t>& countFor(const Entry& entry) {
-        return entry.name.empty() ? observersOfEveryName : observersByName[nameBucket(entry.name)];
+    void count(const Entry& entry, bool added) {
+        const std::size_t bucket = nameBucket(entry.name);
+        if (added) {
+            ++observersInBucket[bucket];
+        } else {
+            --observersInBucket[bucket];
+        }
+        const std::uint64_t bit = std::uint64_t{1} << bucket;
+        const std::uint64_t buckets = observedBuckets.load();
+        observedBuckets.store(observersInBucket[bucket] != 0 ? buckets | bit : buckets & ~bit);
     }
     bool mayHaveObserver(std::string_view name) const {
-        return observersOfEveryName.load() != 0 || observersByName[nameBucket(name)].load() != 0;
+        const std::uint64_t buckets = observedBuckets.load();
+        return buckets != 0 && (buckets & ((std::uint64_t{1} << kEveryNameBucket) |
+                                           (std::uint64_t{1} << nameBucket(name)))) != 0;
     }
 };
 
@@ -74,7 +87,7 @@ void unregister(const std::shared_ptr<NotificationCenter::Registry>& registry,
         auto& entries = registry->entries;
         const auto removed = std::remove(entries.begin(), entries.end(), entry);
         if (removed != entries.end()) {
-            registry->countFor(*entry).fetch_sub(1);
+            registry->count(*entry, false);
             entries.erase(removed, entries.end());
         }
     }
@@ -178,7 +191,7 @@ NotificationCenter::Observation NotificationCenter::registerEntry(std::shared_pt
     {
         std::lock_guard lock(registry_->mutex);
         registry_->entries.push_back(entry);
-        registry_->countFor(*entry).fetch_add(1);
+        registry_->count(*entry, true);
     }
     return Observation(registry_, std::move(entry));
 }
