@@ -39,7 +39,7 @@ VLMUndoGroup::~VLMUndoGroup() {
     }
 }
 
-void VLMUndoGroup::keepListForPerforms() {
+void VLMUndoGroup::copyListForPerforms() {
     // A frame that has not copied yet began after the last change, so the list now is the
     // one it began with.
     for (PerformFrame* frame = performs_.innermost; frame != nullptr; frame = frame->outer) {

@@ -71,7 +71,12 @@ class VLMUndoGroup : public VLMUndoTask, public std::enable_shared_from_this<VLM
     };
 
     // Called before tasks_ changes: gives each perform in progress its own copy first.
-    void keepListForPerforms();
+    void keepListForPerforms() {
+        if (performs_.innermost != nullptr) {
+            copyListForPerforms();
+        }
+    }
+    void copyListForPerforms();
 
     Value extraData_;
     std::vector<VLMUndoTaskRef> tasks_;

@@ -65,8 +65,9 @@ void VLMUndoManager::popAndPerform(bool undoing) {
             failure = std::current_exception();
         }
         if (isUndoRegistrationEnabled()) {
-            if (const VLMUndoGroupRef opposite = undoing ? peekRedo() : peekUndo()) {
-                opposite->setActionName(group->actionName());
+            const Stack& opposite = undoing ? redoStack_ : undoStack_;
+            if (!opposite.empty()) {
+                opposite.back()->setActionName(group->actionName());
             }
         }
         if (!source.empty() && source.back() == group) {
