@@ -57,10 +57,11 @@ void VLMUndoGroup::addTask(VLMUndoTaskRef task) {
 }
 
 std::shared_ptr<VLMConcreteUndoTask> VLMUndoGroup::lastTaskIfConcrete() const {
-    if (tasks_.empty() || tasks_.back()->asConcreteTask() == nullptr) {
+    const VLMConcreteUndoTask* call = tasks_.empty() ? nullptr : tasks_.back()->asConcreteTask();
+    if (call == nullptr) {
         return nullptr;
     }
-    return std::static_pointer_cast<VLMConcreteUndoTask>(tasks_.back());
+    return {tasks_.back(), const_cast<VLMConcreteUndoTask*>(call)};
 }
 
 std::vector<VLMUndoTaskRef> VLMUndoGroup::tasksWithTarget(
