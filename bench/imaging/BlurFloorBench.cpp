@@ -1,5 +1,5 @@
 // What bounds the Gaussian blur on the GL device, in the same run as the blur itself:
-//   BM_Blur_PlainGL/SIGMA: the pipeline's own generated programs for that sigma, drawn in
+//   BM_Blur_PlainGL/SIGMA: the programs the pipeline's blur runs at that sigma, drawn in
 //     plain GL on one context (the frame uploaded once, vertical pass, horizontal pass,
 //     glReadPixels of the whole result as BGRA), no pipeline around it: the floor that
 //     BM_Blur_Velmora/SIGMA cannot go below on this device;
@@ -136,7 +136,7 @@ void BM_Blur_PlainGL(benchmark::State& state) {
         return;
     }
     const double sigma = static_cast<double>(state.range(0));
-    const unsigned radius = GLImageGaussianBlurFilter::sampleRadiusForSigma(sigma);
+    const unsigned radius = bench::blurSampleRadius(sigma);
     GLProgramObject owner;
     const GLuint program = compiledProgram(
         owner, GLImageGaussianBlurFilter::vertexShaderForOptimizedBlurOfRadius(radius, sigma),

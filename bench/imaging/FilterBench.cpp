@@ -189,8 +189,8 @@ void BM_Blur_OpenCV(benchmark::State& state) {
     const cv::Mat source(kHeight, kWidth, CV_8UC4, bytes.data());
     cv::Mat blurred;
     const double sigma = static_cast<double>(state.range(0));
-    // The same kernel width as the pipeline's sample radius.
-    const int radius = static_cast<int>(GLImageGaussianBlurFilter::sampleRadiusForSigma(sigma));
+    // The same kernel width as the filter's programs.
+    const int radius = static_cast<int>(bench::blurSampleRadius(sigma));
     const cv::Size kernel(2 * radius + 1, 2 * radius + 1);
     std::uint64_t checksum = 0;
     {
