@@ -6,7 +6,7 @@ BUILD := build/$(PRESET)
 # The tool as users run it: optimised, from the release preset.
 VELMORA := build/release/tools/velmora/velmora
 
-.PHONY: all bootstrap configure build test tool demo bench sanitize sanitize-ci fuzz format clean install package
+.PHONY: all bootstrap configure build test tool demo bench sanitize sanitize-ci static-check fuzz format clean install package
 
 all: build
 
@@ -61,6 +61,13 @@ sanitize-ci:
 	@cmake --preset tsan >/dev/null
 	@cmake --build --preset tsan -j $(JOBS) --target $(foreach m,$(TSAN_PRESENT),velmora_$(m)_tests)
 	@ctest --preset tsan -j $(JOBS) -L '$(TSAN_LABELS)'
+
+# A static build (VELMORA_SHARED=OFF) of the tool only, checked for what static archives
+# lose: objects nothing names, such as the filters that register themselves.
+static-check: bootstrap
+	@cmake --preset static >/dev/null
+	@cmake --build --preset static -j $(JOBS) --target velmora_tool
+	@ctest --preset static -R '^image_filters_catalogue$$'
 
 # Every fuzz target under libFuzzer for FUZZ_SECONDS each (clang preset `fuzz`).
 FUZZ_SECONDS ?= 60

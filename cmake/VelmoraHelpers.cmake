@@ -21,13 +21,17 @@ if(VELMORA_SANITIZE)
     endif()
 endif()
 
-# velmora_add_module(NAME DEPS <targets>...)
+# velmora_add_module(NAME [WHOLE_ARCHIVE] DEPS <targets>...)
 # One library per folder of Velmora/, holding every source in that folder and its
 # sub-folders (platform/ is laid out by concern, imaging/ keeps its GL layer in gl/).
 # Shared (versioned, exporting only namespace velmora) unless VELMORA_SHARED is off; the
 # installed target is Velmora::NAME.
+# WHOLE_ARCHIVE: the module has objects nothing refers to by name (self-registering
+# classes). A static archive would lose them at every link, so in static builds
+# velmora_NAME is an interface that links the archive (velmora_NAME_archive, file
+# libvelmora_NAME.a) whole into every consumer, the installed package's included.
 function(velmora_add_module name)
-    cmake_parse_arguments(ARG "" "" "DEPS" ${ARGN})
+    cmake_parse_arguments(ARG "WHOLE_ARCHIVE" "" "DEPS" ${ARGN})
     file(GLOB_RECURSE sources CONFIGURE_DEPENDS
         "${CMAKE_CURRENT_SOURCE_DIR}/${name}/*.cpp" "${CMAKE_CURRENT_SOURCE_DIR}/${name}/*.c")
     set(target velmora_${name})
@@ -38,27 +42,17 @@ function(velmora_add_module name)
             "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>" "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>")
         target_link_libraries(${target} INTERFACE ${ARG_DEPS})
     else()
-        add_library(${target} ${sources})
-        target_include_directories(${target} PUBLIC
-            "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>" "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>")
-        target_link_libraries(${target} PUBLIC ${ARG_DEPS} PRIVATE velmora_build_options)
-        # $ORIGIN: an installed library finds the modules it uses beside itself, wherever
-        # the tree was installed or unpacked.
-        set_target_properties(${target} PROPERTIES
-            VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} INSTALL_RPATH "$ORIGIN")
-        if(BUILD_SHARED_LIBS)
-            # -Bsymbolic-functions: a library's calls to its own functions bind inside it
-            # at link time instead of going through the PLT (nobody interposes them).
-            target_link_options(${target} PRIVATE
-                "-Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/velmora.map"
-                -Wl,-Bsymbolic-functions)
-            if(NOT VELMORA_SANITIZE)
-                # Every library names what it uses. (Clang links a sanitizer's runtime into
-                # executables only, so sanitized libraries keep its symbols undefined.)
-                target_link_options(${target} PRIVATE -Wl,--no-undefined)
-            endif()
-            set_property(TARGET ${target} APPEND PROPERTY
-                LINK_DEPENDS "${PROJECT_SOURCE_DIR}/cmake/velmora.map")
+        set(library ${target})
+        if(ARG_WHOLE_ARCHIVE AND NOT BUILD_SHARED_LIBS)
+            set(library ${target}_archive)
+            add_library(${target} INTERFACE)
+            target_link_libraries(${target} INTERFACE "$<LINK_LIBRARY:WHOLE_ARCHIVE,${library}>")
+        endif()
+        velmora_add_module_library(${library} "${sources}" "${ARG_DEPS}")
+        if(NOT library STREQUAL target)
+            set_target_properties(${library} PROPERTIES
+                OUTPUT_NAME ${target} EXPORT_NAME ${name}_archive)
+            set_property(GLOBAL APPEND PROPERTY VELMORA_MODULE_ARCHIVES ${library})
         endif()
     endif()
     set_target_properties(${target} PROPERTIES EXPORT_NAME ${name})
@@ -66,6 +60,32 @@ function(velmora_add_module name)
     set_property(GLOBAL APPEND PROPERTY VELMORA_MODULES ${target})
     set_property(GLOBAL APPEND PROPERTY VELMORA_MODULE_NAMES ${name})
     set_property(GLOBAL PROPERTY VELMORA_MODULE_DEPS_${name} "${ARG_DEPS}")
+endfunction()
+
+# The library of a module: its sources, include directory, dependencies and link options.
+function(velmora_add_module_library target sources deps)
+    add_library(${target} ${sources})
+    target_include_directories(${target} PUBLIC
+        "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>" "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>")
+    target_link_libraries(${target} PUBLIC ${deps} PRIVATE velmora_build_options)
+    # $ORIGIN: an installed library finds the modules it uses beside itself, wherever
+    # the tree was installed or unpacked.
+    set_target_properties(${target} PROPERTIES
+        VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} INSTALL_RPATH "$ORIGIN")
+    if(BUILD_SHARED_LIBS)
+        # -Bsymbolic-functions: a library's calls to its own functions bind inside it
+        # at link time instead of going through the PLT (nobody interposes them).
+        target_link_options(${target} PRIVATE
+            "-Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/velmora.map"
+            -Wl,-Bsymbolic-functions)
+        if(NOT VELMORA_SANITIZE)
+            # Every library names what it uses. (Clang links a sanitizer's runtime into
+            # executables only, so sanitized libraries keep its symbols undefined.)
+            target_link_options(${target} PRIVATE -Wl,--no-undefined)
+        endif()
+        set_property(TARGET ${target} APPEND PROPERTY
+            LINK_DEPENDS "${PROJECT_SOURCE_DIR}/cmake/velmora.map")
+    endif()
 endfunction()
 
 # velmora_add_test(MODULE <module> [LABELS <labels>...] [DEPS <targets>...])

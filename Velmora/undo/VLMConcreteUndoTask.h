@@ -36,10 +36,19 @@ class VLMConcreteUndoTask : public VLMUndoTask {
     const VLMInvocation& invocation() const { return invocation_; }
 
     void perform() override;
+    const VLMConcreteUndoTask* asConcreteTask() const override { return this; }
     // "<VLMConcreteUndoTask: 0x...> target = <Document 0x...>, selector: setTitle:"
     std::string description() const override;
 
     explicit VLMConcreteUndoTask(VLMInvocation invocation);
+    // A call of body on target, named selector: what make(invocation) and setTarget
+    // build, without passing the invocation along or the target through an ObjectRef.
+    template <class T>
+    VLMConcreteUndoTask(const std::shared_ptr<T>& target, bool retained, Selector selector,
+                        VLMInvocation::Body body)
+        : invocation_(nullptr, selector, {}, std::move(body)),
+          target_(target),
+          retainedTarget_(retained ? ObjectRef(target) : nullptr) {}
 
   private:
     VLMInvocation invocation_;  // its own target stays empty

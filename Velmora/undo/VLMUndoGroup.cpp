@@ -8,13 +8,60 @@
 
 namespace velmora {
 
+// A perform in progress. It reads the group's own list, and copies it only when the list is
+// about to change (or the group to go) while it runs: the copy a task-free perform would
+// otherwise make of every list costs an allocation and two reference counts per task.
+struct VLMUndoGroup::PerformFrame {
+    VLMUndoGroup* group;  // nullptr once the group is destroyed during the perform
+    PerformFrame* outer;
+    bool copied = false;
+    std::vector<VLMUndoTaskRef> list;  // the group's list as it was, once copied
+
+    explicit PerformFrame(VLMUndoGroup& performed)
+        : group(&performed), outer(performed.performs_.innermost) {
+        performed.performs_.innermost = this;
+    }
+    ~PerformFrame() {
+        if (group != nullptr) {
+            group->performs_.innermost = outer;
+        }
+    }
+    PerformFrame(const PerformFrame&) = delete;
+    PerformFrame& operator=(const PerformFrame&) = delete;
+
+    const std::vector<VLMUndoTaskRef>& tasks() const { return copied ? list : group->tasks_; }
+};
+
+VLMUndoGroup::~VLMUndoGroup() {
+    keepListForPerforms();
+    for (PerformFrame* frame = performs_.innermost; frame != nullptr; frame = frame->outer) {
+        frame->group = nullptr;
+    }
+}
+
+void VLMUndoGroup::copyListForPerforms() {
+    // A frame that has not copied yet began after the last change, so the list now is the
+    // one it began with.
+    for (PerformFrame* frame = performs_.innermost; frame != nullptr; frame = frame->outer) {
+        if (!frame->copied) {
+            frame->list = tasks_;
+            frame->copied = true;
+        }
+    }
+}
+
 void VLMUndoGroup::addTask(VLMUndoTaskRef task) {
+    keepListForPerforms();
     task->setParentGroup(this);
     tasks_.push_back(std::move(task));
 }
 
 std::shared_ptr<VLMConcreteUndoTask> VLMUndoGroup::lastTaskIfConcrete() const {
-    return tasks_.empty() ? nullptr : std::dynamic_pointer_cast<VLMConcreteUndoTask>(tasks_.back());
+    const VLMConcreteUndoTask* call = tasks_.empty() ? nullptr : tasks_.back()->asConcreteTask();
+    if (call == nullptr) {
+        return nullptr;
+    }
+    return {tasks_.back(), const_cast<VLMConcreteUndoTask*>(call)};
 }
 
 std::vector<VLMUndoTaskRef> VLMUndoGroup::tasksWithTarget(
@@ -24,7 +71,7 @@ std::vector<VLMUndoTaskRef> VLMUndoGroup::tasksWithTarget(
     }
     std::vector<VLMUndoTaskRef> found;
     for (const VLMUndoTaskRef& task : tasks_) {
-        const auto* call = dynamic_cast<const VLMConcreteUndoTask*>(task.get());
+        const VLMConcreteUndoTask* call = task->asConcreteTask();
         if (call != nullptr && (!target || call->isTarget(*target)) &&
             (!selector || call->selector() == *selector)) {
             found.push_back(task);
@@ -35,7 +82,7 @@ std::vector<VLMUndoTaskRef> VLMUndoGroup::tasksWithTarget(
 
 bool VLMUndoGroup::hasTask() const {
     for (const VLMUndoTaskRef& task : tasks_) {
-        const auto* group = dynamic_cast<const VLMUndoGroup*>(task.get());
+        const VLMUndoGroup* group = task->asGroup();
         if (group == nullptr || group->hasTask()) {
             return true;
         }
@@ -44,6 +91,7 @@ bool VLMUndoGroup::hasTask() const {
 }
 
 void VLMUndoGroup::removeTasksWithTarget(const ObjectRef& target, const VLMUndoManager& manager) {
+    keepListForPerforms();
     std::erase_if(tasks_, [&](const VLMUndoTaskRef& task) {
         if (auto* group = dynamic_cast<VLMUndoGroup*>(task.get())) {
             group->removeTasksWithTarget(target, manager);
@@ -55,11 +103,17 @@ void VLMUndoGroup::removeTasksWithTarget(const ObjectRef& target, const VLMUndoM
 }
 
 void VLMUndoGroup::perform() {
-    const std::vector<VLMUndoTaskRef> tasks = tasks_;
+    PerformFrame frame(*this);
     std::exception_ptr first;
-    for (auto task = tasks.rbegin(); task != tasks.rend(); ++task) {
+    for (std::size_t index = tasks_.size(); index-- > 0;) {
+        // Only assigning a whole group over this one while it performs can shorten the
+        // list read here; its tasks beyond the new end are then skipped, never read past it.
+        const std::vector<VLMUndoTaskRef>& tasks = frame.tasks();
+        if (index >= tasks.size()) {
+            continue;
+        }
         try {
-            (*task)->perform();
+            tasks[index]->perform();
         } catch (...) {
             if (!first) {
                 first = std::current_exception();

@@ -26,6 +26,7 @@ class VLMUndoGroup : public VLMUndoTask, public std::enable_shared_from_this<VLM
   public:
     // Groups are always held by shared_ptr (a nested group's parent is found from it).
     explicit VLMUndoGroup(Value extraData = {}) : extraData_(std::move(extraData)) {}
+    ~VLMUndoGroup() override;
 
     // Takes the task and makes this group its parent.
     void addTask(VLMUndoTaskRef task);
@@ -48,17 +49,40 @@ class VLMUndoGroup : public VLMUndoTask, public std::enable_shared_from_this<VLM
     const Value& extraData() const { return extraData_; }
     void setExtraData(Value data) { extraData_ = std::move(data); }
 
-    // Runs every task, last first, over a copy of the list (a task may change the group).
-    // When tasks throw, the others still run and the first exception is rethrown at the end.
+    // Runs every task, last first, over the list as it was when perform began (a task may
+    // change the group). When tasks throw, the others still run and the first exception is
+    // rethrown at the end.
     void perform() override;
+    const VLMUndoGroup* asGroup() const override { return this; }
     // "<VLMUndoGroup: 0x...> 'Rename' 2 tasks: (...)"
     std::string description() const override;
 
   private:
+    struct PerformFrame;
+    // The performs in progress on this group, innermost first. Not copied with the group:
+    // they belong to this object's own calls.
+    class PerformChain {
+      public:
+        PerformChain() = default;
+        PerformChain(const PerformChain&) {}
+        PerformChain& operator=(const PerformChain&) { return *this; }
+        ~PerformChain() = default;
+        PerformFrame* innermost = nullptr;
+    };
+
+    // Called before tasks_ changes: gives each perform in progress its own copy first.
+    void keepListForPerforms() {
+        if (performs_.innermost != nullptr) {
+            copyListForPerforms();
+        }
+    }
+    void copyListForPerforms();
+
     Value extraData_;
     std::vector<VLMUndoTaskRef> tasks_;
     std::string actionName_;
     bool actionIsDiscardable_ = false;
+    PerformChain performs_;
 };
 
 using VLMUndoGroupRef = std::shared_ptr<VLMUndoGroup>;

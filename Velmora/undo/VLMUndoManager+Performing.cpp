@@ -52,8 +52,7 @@ void VLMUndoManager::popAndPerform(bool undoing) {
     if (!group->hasTask()) {
         return;
     }
-    post(undoing ? NSUndoManagerWillUndoChangeNotification
-                 : NSUndoManagerWillRedoChangeNotification);
+    post(undoing ? Plain::WillUndo : Plain::WillRedo);
     state_ = undoing ? VLMUndoManagerState::Undoing : VLMUndoManagerState::Redoing;
     // From here the manager must get back to collecting whatever the tasks do: a failed
     // task is rethrown only after the stacks are settled.
@@ -66,8 +65,9 @@ void VLMUndoManager::popAndPerform(bool undoing) {
             failure = std::current_exception();
         }
         if (isUndoRegistrationEnabled()) {
-            if (const VLMUndoGroupRef opposite = undoing ? peekRedo() : peekUndo()) {
-                opposite->setActionName(group->actionName());
+            const Stack& opposite = undoing ? redoStack_ : undoStack_;
+            if (!opposite.empty()) {
+                opposite.back()->setActionName(group->actionName());
             }
         }
         if (!source.empty() && source.back() == group) {
@@ -83,7 +83,7 @@ void VLMUndoManager::popAndPerform(bool undoing) {
         throw;
     }
     state_ = VLMUndoManagerState::Collecting;
-    post(undoing ? NSUndoManagerDidUndoChangeNotification : NSUndoManagerDidRedoChangeNotification);
+    post(undoing ? Plain::DidUndo : Plain::DidRedo);
     if (failure) {
         std::rethrow_exception(failure);
     }

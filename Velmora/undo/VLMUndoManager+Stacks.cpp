@@ -117,7 +117,7 @@ void VLMUndoManager::explodeTopUndoAction() {
     const VLMUndoGroupRef top = popUndo();
     std::size_t number = 0;
     for (const VLMUndoTaskRef& task : top->tasks()) {
-        const auto* call = dynamic_cast<const VLMConcreteUndoTask*>(task.get());
+        const VLMConcreteUndoTask* call = task->asConcreteTask();
         auto group = std::make_shared<VLMUndoGroup>();
         group->setActionName(fmt::format("{} ({}: {})", top->actionName(), ++number,
                                          call ? call->selector().name() : "<subgroup>"));
@@ -142,7 +142,7 @@ void VLMUndoManager::checkpoint() {
         return;
     }
     const GuardScope scope(isInCheckpoint_);
-    post(NSUndoManagerCheckpointNotification);
+    post(Plain::Checkpoint);
 }
 
 std::string VLMUndoManager::description() const {

@@ -27,23 +27,32 @@ const Selector& endOfEventSelector() {
 }  // namespace
 
 VLMUndoManager::VLMUndoManager()
-    : proxy_(std::make_shared<VLMUndoManagerProxy>(*this)),
+    : center_(NotificationCenter::defaultCenter()),
+      proxy_(std::make_shared<VLMUndoManagerProxy>(*this)),
       runLoopModes_{std::string(RunLoop::kDefaultMode)} {}
 
 VLMUndoManager::~VLMUndoManager() {
     RunLoop::main().cancelEndOfPassPerforms(this);
 }
 
+void VLMUndoManager::post(Plain name) {
+    static constexpr std::array<const char*, static_cast<std::size_t>(Plain::Count)> kPlainNames{
+        NSUndoManagerDidOpenUndoGroupNotification,   VLMUndoManagerDidOpenUndoGroupNotification,
+        NSUndoManagerWillCloseUndoGroupNotification, NSUndoManagerDidCloseUndoGroupNotification,
+        VLMUndoManagerDidCloseUndoGroupNotification, NSUndoManagerCheckpointNotification,
+        NSUndoManagerWillUndoChangeNotification,     NSUndoManagerDidUndoChangeNotification,
+        NSUndoManagerWillRedoChangeNotification,     NSUndoManagerDidRedoChangeNotification,
+    };
+    const auto index = static_cast<std::size_t>(name);
+    std::optional<Notification>& notification = plainNotifications_[index];
+    if (!notification) {
+        notification.emplace(Notification{kPlainNames[index], this, {}});
+    }
+    center_.post(*notification);
+}
+
 void VLMUndoManager::post(const char* name, Value userInfo) {
-    if (!userInfo.isNil()) {
-        NotificationCenter::defaultCenter().post(Notification{name, this, std::move(userInfo)});
-        return;
-    }
-    auto found = plainNotifications_.find(name);
-    if (found == plainNotifications_.end()) {
-        found = plainNotifications_.emplace(name, Notification{name, this, {}}).first;
-    }
-    NotificationCenter::defaultCenter().post(found->second);
+    center_.post(Notification{name, this, std::move(userInfo)});
 }
 
 void VLMUndoManager::beginUndoGrouping(Value extraData, bool useASingleGroup) {
@@ -71,9 +80,9 @@ void VLMUndoManager::beginUndoGrouping(Value extraData, bool useASingleGroup) {
         checkpoint();
     }
     ++groupLevel_;
-    post(NSUndoManagerDidOpenUndoGroupNotification);
+    post(Plain::DidOpen);
     if (postVLMNotifications_) {
-        post(VLMUndoManagerDidOpenUndoGroupNotification);
+        post(Plain::VLMDidOpen);
     }
 }
 
@@ -102,7 +111,7 @@ void VLMUndoManager::endUndoGroupingUsingSingleGroup(bool useASingleGroup) {
     } else {
         if (hasTask || !autoDeleteEmptyGroups_) {
             if (state_ == VLMUndoManagerState::Collecting) {
-                post(NSUndoManagerWillCloseUndoGroupNotification);
+                post(Plain::WillClose);
             }
         } else if (isUndoing()) {
             popRedo();
@@ -114,13 +123,14 @@ void VLMUndoManager::endUndoGroupingUsingSingleGroup(bool useASingleGroup) {
             trimUndoStack();
         }
     }
-    const VLMUndoGroupRef top = peekUndo();
-    post(NSUndoManagerDidCloseUndoGroupNotification,
-         top && top->actionIsDiscardable()
-             ? Value(Dictionary{{NSUndoManagerGroupIsDiscardableKey, true}})
-             : Value());
+    if (!undoStack_.empty() && undoStack_.back()->actionIsDiscardable()) {
+        post(NSUndoManagerDidCloseUndoGroupNotification,
+             Dictionary{{NSUndoManagerGroupIsDiscardableKey, true}});
+    } else {
+        post(Plain::DidClose);
+    }
     if (postVLMNotifications_) {
-        post(VLMUndoManagerDidCloseUndoGroupNotification);
+        post(Plain::VLMDidClose);
     }
 }
 
@@ -147,7 +157,7 @@ void VLMUndoManager::registerUndoWithTarget(const ObjectRef& target, Selector se
         auto task = VLMConcreteUndoTask::make(target, selector, std::move(object));
         task->setTarget(target, retainsTargets_);
         nextTarget_.reset();
-        submitUndoTask(task);
+        submit(std::move(task));
     }
     nextTarget_.reset();
 }
@@ -158,17 +168,25 @@ VLMUndoManagerProxy& VLMUndoManager::prepareWithInvocationTarget(const ObjectRef
 }
 
 void VLMUndoManager::forwardInvocation(std::unique_ptr<VLMInvocation> invocation) {
+    if (invocation) {
+        record(std::move(*invocation));
+        return;
+    }
+    nextTarget_.reset();
+    if (isUndoRegistrationEnabled()) {
+        inconsistency("-forwardInvocation: was passed an invalid nil invocation");
+    }
+}
+
+void VLMUndoManager::record(VLMInvocation&& invocation) {
     const ObjectRef target = nextTarget_.lock();
     nextTarget_.reset();
     if (!isUndoRegistrationEnabled()) {
         return;
     }
-    if (!invocation) {
-        inconsistency("-forwardInvocation: was passed an invalid nil invocation");
-    }
-    auto task = VLMConcreteUndoTask::make(std::move(*invocation));
+    auto task = VLMConcreteUndoTask::make(std::move(invocation));
     task->setTarget(target, retainsTargets_);
-    submitUndoTask(task);
+    submit(std::move(task));
 }
 
 void VLMUndoManager::enableUndoRegistration() {
@@ -182,7 +200,11 @@ bool VLMUndoManager::submitUndoTask(const VLMUndoTaskRef& task) {
     if (!task) {
         inconsistency("invalid task was nil in -submitUndoTask:");
     }
-    const auto* call = dynamic_cast<const VLMConcreteUndoTask*>(task.get());
+    return submit(task);
+}
+
+bool VLMUndoManager::submit(VLMUndoTaskRef task) {
+    const VLMConcreteUndoTask* call = task->asConcreteTask();
     if (coalescing_ && call != nullptr && state_ == VLMUndoManagerState::Collecting && openGroup_) {
         const ObjectRef target = call->target();
         if (coalescingKind_ == VLMCoalesceLastTask) {
@@ -199,7 +221,7 @@ bool VLMUndoManager::submitUndoTask(const VLMUndoTaskRef& task) {
         inconsistency("invalid attempt to add undo task with no open group");
     }
     ++changeCount_;
-    openGroup_->addTask(task);
+    openGroup_->addTask(std::move(task));
     if (state_ == VLMUndoManagerState::Collecting) {
         clearRedoStack();
     }

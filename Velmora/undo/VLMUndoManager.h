@@ -27,6 +27,7 @@
 //   undo.prepareWithInvocationTarget(document).invoke("setTitle:", oldTitle);
 //   undo.registerUndo(document, [old](Document& d) { d.setTitle(old); }, "setTitle:");
 
+#include <array>
 #include <cstdint>
 #include <deque>
 #include <memory>
@@ -34,7 +35,6 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "Velmora/platform/foundation/Date.h"
@@ -43,6 +43,8 @@
 #include "Velmora/undo/VLMUndoManagerProxy.h"
 
 namespace velmora {
+
+class NotificationCenter;
 
 // The platform's notification names, posted with the manager as sender.
 inline constexpr const char* NSUndoManagerDidOpenUndoGroupNotification =
@@ -200,15 +202,37 @@ class VLMUndoManager : public SelectorTarget {
     Value performSelector(Selector selector, std::span<const Value> arguments) override;
 
   private:
+    // The notifications posted without user info, in the order of kPlainNames.
+    enum class Plain : std::uint8_t {
+        DidOpen,
+        VLMDidOpen,
+        WillClose,
+        DidClose,
+        VLMDidClose,
+        Checkpoint,
+        WillUndo,
+        DidUndo,
+        WillRedo,
+        DidRedo,
+        Count,
+    };
+
     void conditionallyBeginUndoGrouping();
+    // Records a task that is not nullptr.
+    bool submit(VLMUndoTaskRef task);
+    // forwardInvocation for a call the proxy recorded: no nil invocation to check.
+    friend class VLMUndoManagerProxy;
+    void record(VLMInvocation&& invocation);
     void popAndPerform(bool undoing);
-    void post(const char* name, Value userInfo = {});
+    void post(Plain name);
+    void post(const char* name, Value userInfo);
     void trimUndoStack();
     void trimRedoStack();
     void dropOldest(Stack& stack, const char* notification);
     std::string menuTitle(bool available, std::string_view verb, std::string_view empty,
                           std::string_view name) const;
 
+    NotificationCenter& center_;  // the default centre, looked up once
     std::shared_ptr<VLMUndoManagerProxy> proxy_;
     Stack undoStack_;
     Stack redoStack_;
@@ -230,8 +254,10 @@ class VLMUndoManager : public SelectorTarget {
     bool ignoreNextEndGrouping_ = false;
     bool postVLMNotifications_ = false;
     std::optional<Date> lastUndoRedoDate_;
-    // Notifications without user info, built once: posting is on every group's path.
-    std::unordered_map<const char*, Notification> plainNotifications_;
+    // Notifications without user info, each built on its first post: every group posts
+    // four to six of them.
+    std::array<std::optional<Notification>, static_cast<std::size_t>(Plain::Count)>
+        plainNotifications_;
 };
 
 template <class T, class F>
@@ -242,10 +268,8 @@ bool VLMUndoManager::registerUndo(const std::shared_ptr<T>& target, F action, Se
     auto body = [action = std::move(action)](Object& object, std::span<const Value>) {
         action(static_cast<T&>(object));
     };
-    auto task = VLMConcreteUndoTask::make(
-        VLMInvocation(nullptr, name, {}, VLMInvocation::Body(std::move(body))));
-    task->setTarget(target, retainsTargets_);
-    return submitUndoTask(task);
+    return submit(std::make_shared<VLMConcreteUndoTask>(target, retainsTargets_, name,
+                                                        VLMInvocation::Body(std::move(body))));
 }
 
 }  // namespace velmora

@@ -33,9 +33,15 @@ void VLMUndoManagerProxy::forwardInvocation(VLMInvocation invocation) {
         throw InternalInconsistencyException("invalid forwardInvocation (proxy) without target");
     }
     invocation.setTarget(target);
-    runOnMainQueueWithoutDeadlocking([&] {
-        manager_.setNextTarget(target);
-        manager_.forwardInvocation(std::make_unique<VLMInvocation>(std::move(invocation)));
+    // One reference captured, so that the block fits in std::function's own storage.
+    struct Recording {
+        VLMUndoManager& manager;
+        const ObjectRef& target;
+        VLMInvocation& invocation;
+    } recording{manager_, target, invocation};
+    runOnMainQueueWithoutDeadlocking([&recording] {
+        recording.manager.setNextTarget(recording.target);
+        recording.manager.record(std::move(recording.invocation));
     });
 }
 

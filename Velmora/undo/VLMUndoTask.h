@@ -17,6 +17,7 @@
 
 namespace velmora {
 
+class VLMConcreteUndoTask;
 class VLMUndoGroup;
 
 class VLMUndoTask : public Object {
@@ -27,6 +28,12 @@ class VLMUndoTask : public Object {
     void setParentGroup(VLMUndoGroup* group) { parentGroup_ = group; }
 
     virtual void perform() = 0;
+
+    // The task as a group or as a recorded call, nullptr when it is not one: what a
+    // dynamic_cast would answer, at the price of a virtual call (asked for every task that
+    // is registered and every group that closes).
+    virtual const VLMUndoGroup* asGroup() const { return nullptr; }
+    virtual const VLMConcreteUndoTask* asConcreteTask() const { return nullptr; }
 
   protected:
     VLMUndoTask() = default;

@@ -58,6 +58,58 @@ TEST(Image, LayoutsReadBackAsStraightRgba) {
     EXPECT_FALSE(Image::isSupportedLayout(8, 32, kImageByteOrder32Little | kImageAlphaLast));
 }
 
+// rgbaBytes walks rows itself; it must answer what the per-pixel accessors answer, for
+// every layout, with padded rows and alphas from 0 to 255.
+TEST(Image, RgbaBytesAgreeWithThePixelAccessorsInEveryLayout) {
+    constexpr int kWidth = 3;
+    constexpr int kHeight = 2;
+    constexpr std::size_t kRowBytes = 16;  // 4 bytes of padding a row
+    std::vector<std::uint8_t> bytes(kRowBytes * kHeight, 0xEE);
+    const std::uint8_t alphas[] = {0, 1, 77, 128, 254, 255};
+    for (int i = 0; i < kWidth * kHeight; ++i) {
+        std::uint8_t* p = &bytes[(i / kWidth) * kRowBytes + (i % kWidth) * 4];
+        const std::uint8_t alpha = alphas[i];
+        p[0] = static_cast<std::uint8_t>(alpha * (i + 1) / 7);
+        p[1] = static_cast<std::uint8_t>(alpha / 2);
+        p[2] = alpha;
+        p[3] = alpha;
+    }
+    const std::uint32_t layouts[] = {
+        kImageAlphaPremultipliedLast,
+        kImageAlphaLast,
+        kImageAlphaNoneSkipLast,
+        kImageByteOrder32Little | kImageAlphaPremultipliedFirst,
+        kImageByteOrder32Little | kImageAlphaFirst,
+        kImageByteOrder32Little | kImageAlphaNoneSkipFirst,
+    };
+    for (const std::uint32_t layout : layouts) {
+        const Image image(kWidth, kHeight, 8, 32, kRowBytes, layout,
+                          DataProvider::copying(bytes.data(), bytes.size()));
+        for (const bool premultiplied : {true, false}) {
+            std::vector<std::uint8_t> expected;
+            for (int y = 0; y < kHeight; ++y) {
+                for (int x = 0; x < kWidth; ++x) {
+                    Rgba8 p = image.pixelAt(x, y);
+                    if (premultiplied && image.isPremultiplied()) {
+                        // As stored: no round trip through straight alpha.
+                        const std::uint8_t* q = &bytes[y * kRowBytes + x * 4];
+                        p = image.isBGRA() ? Rgba8{q[2], q[1], q[0], q[3]}
+                                           : Rgba8{q[0], q[1], q[2], q[3]};
+                    } else if (premultiplied) {
+                        const auto times = [&p](std::uint8_t v) {
+                            return static_cast<std::uint8_t>((v * p.a + 127) / 255);
+                        };
+                        p = Rgba8{times(p.r), times(p.g), times(p.b), p.a};
+                    }
+                    expected.insert(expected.end(), {p.r, p.g, p.b, p.a});
+                }
+            }
+            EXPECT_EQ(image.rgbaBytes(premultiplied), expected)
+                << "layout " << layout << (premultiplied ? " premultiplied" : " straight");
+        }
+    }
+}
+
 TEST(Image, ReleaseCallbackRunsOnceWhenTheLastCopyGoes) {
     int released = 0;
     static const std::uint8_t pixel[4] = {1, 2, 3, 4};

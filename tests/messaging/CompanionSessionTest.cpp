@@ -208,11 +208,12 @@ TEST_F(CompanionSessionTest, APeerSendingAnInvalidFrameIsDroppedAndOthersStillCo
 }
 
 TEST_F(CompanionSessionTest, SessionTransitsReachTheListeningSessionAndAnswerNo) {
+    auto listener = makeSession("listener");
     auto listening = std::make_shared<VLWormholeSession>("group.test", "");
     std::vector<std::string> heard;
     listening->listenForMessageWithIdentifier(
         "m", [&](const Value& message) { heard.push_back(message.stringValue()); });
-    ASSERT_TRUE(listening->activateSessionListening(makeSession("listener")));
+    ASSERT_TRUE(listening->activateSessionListening(listener));
     auto sender = makeSession("sender");
     sender->activate();
     ASSERT_TRUE(sender->waitUntilReachable(10));
@@ -235,6 +236,13 @@ TEST_F(CompanionSessionTest, SessionTransitsReachTheListeningSessionAndAnswerNo)
     // Without a session nothing is sent and nothing is read.
     VLWormholeSessionMessageTransiting alone("group.test", "", nullptr);
     EXPECT_FALSE(alone.writeMessageObject(Value("x"), "m"));
+    // The listener's thread writes what arrives (its context file, the group's files).
+    // Its last owner must let go here, which joins that thread, before the fixture
+    // removes the home: released inside a delegate call, the session left its thread
+    // writing into the directory being removed, and the directory stayed behind.
+    listening.reset();
+    ASSERT_TRUE(testing::runMainLoopUntil([&] { return listener.use_count() == 1; }, 10));
+    listener.reset();
 }
 
 }  // namespace

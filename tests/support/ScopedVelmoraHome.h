@@ -1,7 +1,7 @@
 #pragma once
 // Points $VELMORA_HOME at a new scratch directory for the scope's lifetime, then restores
 // the previous value and removes the directory. Also forgets the standard user defaults,
-// so they are read again from the scratch directory.
+// so they are read again from the scratch directory, and writes pending suites first.
 
 #include <cstdlib>
 #include <filesystem>
@@ -31,6 +31,7 @@ class ScopedVelmoraHome {
     }
     ~ScopedVelmoraHome() {
         UserDefaults::resetStandardUserDefaults();
+        UserDefaults::synchronizeAll();  // before a pending write recreates the directory
         if (previous_) {
             ::setenv("VELMORA_HOME", previous_->c_str(), 1);
         } else {

@@ -1,3 +1,7 @@
+#include <functional>
+#include <string>
+#include <vector>
+
 #include <gtest/gtest.h>
 
 #include "Velmora/platform/dispatch/RunLoop.h"
@@ -357,6 +361,35 @@ TEST(VLMUndoManagerTest, LambdasAreRecordedForTheirTarget) {
     EXPECT_EQ(undo.peekUndo()->lastTaskIfConcrete()->selector().name(), "reset");
     undo.undo();
     EXPECT_EQ(doc->fields["title"], "undone");
+}
+
+// Regression: a group performs over its own list and copies it only when a task changes
+// the group (or lets it go) during the perform; the tasks it had when perform began must
+// all run, last first, and none added meanwhile.
+TEST(VLMUndoManagerTest, AGroupPerformsTheTasksItHadWhenPerformBegan) {
+    VLMUndoManager undo;
+    auto doc = UndoTestDocument::make(undo);
+    auto group = std::make_shared<VLMUndoGroup>();
+    std::vector<std::string> ran;
+    const auto step = [&](const std::string& name, std::function<void()> then) {
+        return VLMConcreteUndoTask::make(
+            VLMInvocation(doc, Selector(name), {}, [&ran, name, then](Object&, auto) {
+                ran.push_back(name);
+                if (then) {
+                    then();
+                }
+            }));
+    };
+    group->addTask(step("first", {}));
+    group->addTask(step("second", {}));
+    group->addTask(step("third", [&] {
+        group->removeTasksWithTarget(doc, undo);  // every task of the group
+        group->addTask(step("added", {}));
+        group.reset();  // the last owner: the group goes while it performs
+    }));
+    VLMUndoGroup* performed = group.get();
+    performed->perform();
+    EXPECT_EQ(ran, (std::vector<std::string>{"third", "second", "first"}));
 }
 
 TEST(VLMUndoManagerTest, ProxyCallsFromAnotherThreadAreRecordedOnTheMainThread) {

@@ -107,17 +107,42 @@ Rgba8 Image::pixelAt(int x, int y) const {
     return pixel;
 }
 
+// Row by row over the bytes, without rawPixelAt's per-pixel layout tests: a picture
+// converts every frame it uploads through here, and this loop is several times faster.
+// The results are those of rawPixelAt and pixelAt.
 std::vector<std::uint8_t> Image::rgbaBytes(bool premultiplied) const {
-    std::vector<std::uint8_t> out(static_cast<std::size_t>(width_) * height_ * 4);
-    const bool convert = premultiplied && !isPremultiplied();
-    std::size_t i = 0;
-    for (int y = 0; y < height_; ++y) {
-        for (int x = 0; x < width_; ++x) {
-            const Rgba8 p = premultiplied ? rawPixelAt(x, y) : pixelAt(x, y);
-            out[i++] = convert ? premultiply(p.r, p.a) : p.r;
-            out[i++] = convert ? premultiply(p.g, p.a) : p.g;
-            out[i++] = convert ? premultiply(p.b, p.a) : p.b;
-            out[i++] = p.a;
+    const auto width = static_cast<std::size_t>(width_ > 0 ? width_ : 0);
+    const auto height = static_cast<std::size_t>(height_ > 0 ? height_ : 0);
+    std::vector<std::uint8_t> out(width * height * 4);
+    const std::uint32_t alphaInfo = bitmapInfo_ & kImageAlphaInfoMask;
+    const bool opaque =
+        alphaInfo == kImageAlphaNoneSkipFirst || alphaInfo == kImageAlphaNoneSkipLast;
+    const bool stored = isPremultiplied();
+    const bool multiply = premultiplied && !stored && !opaque;
+    const bool divide = !premultiplied && stored;
+    const std::size_t red = isBGRA() ? 2 : 0;
+    const std::size_t blue = 2 - red;
+    for (std::size_t y = 0; y < height; ++y) {
+        const std::uint8_t* in = bytes() + y * bytesPerRow_;
+        std::uint8_t* to = out.data() + y * width * 4;
+        for (std::size_t x = 0; x < width; ++x, in += 4, to += 4) {
+            const std::uint8_t a = opaque ? std::uint8_t{255} : in[3];
+            std::uint8_t r = in[red];
+            std::uint8_t g = in[1];
+            std::uint8_t b = in[blue];
+            if (multiply) {
+                r = premultiply(r, a);
+                g = premultiply(g, a);
+                b = premultiply(b, a);
+            } else if (divide) {
+                r = unpremultiply(r, a);
+                g = unpremultiply(g, a);
+                b = unpremultiply(b, a);
+            }
+            to[0] = r;
+            to[1] = g;
+            to[2] = b;
+            to[3] = a;
         }
     }
     return out;

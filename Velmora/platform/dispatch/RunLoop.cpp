@@ -13,6 +13,7 @@
 #include <map>
 #include <mutex>
 
+#include <pthread.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -35,8 +36,27 @@ namespace {
 
 constexpr double kForever = std::numeric_limits<double>::infinity();
 
+// The calling thread's ids, asked of the kernel once per thread: isMainThread is on the
+// path of every main-queue check, and gettid and getpid are system calls. A forked child's
+// one thread has new ids (the process's is its thread's), so the child forgets the copies;
+// no other thread of the parent exists in the child to hold stale ones.
+struct CachedIds {
+    pid_t thread = 0;
+    pid_t process = 0;
+};
+thread_local CachedIds tIds;
+
+const CachedIds& currentIds() {
+    [[maybe_unused]] static const int kForgetInChild =
+        pthread_atfork(nullptr, nullptr, [] { tIds = CachedIds{}; });
+    if (tIds.thread == 0) {
+        tIds = CachedIds{gettid(), getpid()};
+    }
+    return tIds;
+}
+
 pid_t currentThreadId() {
-    return gettid();
+    return currentIds().thread;
 }
 
 struct Perform {
@@ -314,7 +334,8 @@ bool RunLoop::isMainThread() {
     const pid_t owner = main().impl_->ownerThread.load();
     // Until the main loop first runs, the main thread is the process's first thread,
     // whose thread id is the process id.
-    return currentThreadId() == (owner != 0 ? owner : getpid());
+    const CachedIds& ids = currentIds();
+    return ids.thread == (owner != 0 ? owner : ids.process);
 }
 
 RunLoop::RunLoop() : impl_(std::make_unique<Impl>()) {}

@@ -1,9 +1,12 @@
 #include "Velmora/platform/foundation/NotificationCenter.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
+#include <cstdint>
 #include <exception>
 #include <mutex>
+#include <string_view>
 #include <vector>
 
 #include "Velmora/platform/foundation/NoDestructor.h"
@@ -23,9 +26,53 @@ struct NotificationCenter::Entry {
     }
 };
 
+namespace {
+
+// Bucket 63 stands for the observers of every name; names fall in buckets 0 to 62.
+constexpr std::size_t kEveryNameBucket = 63;
+
+// A cheap sample of a name (its length and three of its characters) that picks its
+// bucket. Names of one family share their start and end, so the samples come from the
+// middle; two names in one bucket only cost the slow path.
+std::size_t nameBucket(std::string_view name) {
+    const std::size_t size = name.size();
+    if (size == 0) {
+        return kEveryNameBucket;
+    }
+    std::size_t sample = size;
+    for (const std::size_t at : {size / 3, size / 2, size * 2 / 3}) {
+        sample = sample * 31 + static_cast<unsigned char>(name[at]);
+    }
+    return sample % kEveryNameBucket;
+}
+
+}  // namespace
+
 struct NotificationCenter::Registry {
-    std::mutex mutex;  // guards entries
+    std::mutex mutex;  // guards entries and observersInBucket
     std::vector<std::shared_ptr<Entry>> entries;
+    std::array<std::uint32_t, kEveryNameBucket + 1> observersInBucket{};
+    // Bit b is set while bucket b has an observer; written under the lock, read without
+    // it. A post that no entry can match (most of them, most of the time) returns after
+    // one load instead of taking the lock and comparing every entry's name.
+    std::atomic<std::uint64_t> observedBuckets{0};
+
+    void count(const Entry& entry, bool added) {
+        const std::size_t bucket = nameBucket(entry.name);
+        if (added) {
+            ++observersInBucket[bucket];
+        } else {
+            --observersInBucket[bucket];
+        }
+        const std::uint64_t bit = std::uint64_t{1} << bucket;
+        const std::uint64_t buckets = observedBuckets.load();
+        observedBuckets.store(observersInBucket[bucket] != 0 ? buckets | bit : buckets & ~bit);
+    }
+    bool mayHaveObserver(std::string_view name) const {
+        const std::uint64_t buckets = observedBuckets.load();
+        return buckets != 0 && (buckets & ((std::uint64_t{1} << kEveryNameBucket) |
+                                           (std::uint64_t{1} << nameBucket(name)))) != 0;
+    }
 };
 
 namespace {
@@ -38,7 +85,11 @@ void unregister(const std::shared_ptr<NotificationCenter::Registry>& registry,
     if (registry) {
         std::lock_guard lock(registry->mutex);
         auto& entries = registry->entries;
-        entries.erase(std::remove(entries.begin(), entries.end(), entry), entries.end());
+        const auto removed = std::remove(entries.begin(), entries.end(), entry);
+        if (removed != entries.end()) {
+            registry->count(*entry, false);
+            entries.erase(removed, entries.end());
+        }
     }
     entry->active.store(false);
     // Wait for calls on other threads; calls on this thread are further up our own stack.
@@ -140,11 +191,15 @@ NotificationCenter::Observation NotificationCenter::registerEntry(std::shared_pt
     {
         std::lock_guard lock(registry_->mutex);
         registry_->entries.push_back(entry);
+        registry_->count(*entry, true);
     }
     return Observation(registry_, std::move(entry));
 }
 
 void NotificationCenter::post(const Notification& notification) {
+    if (!registry_->mayHaveObserver(notification.name)) {
+        return;
+    }
     std::vector<std::shared_ptr<Entry>> targets;
     {
         std::lock_guard lock(registry_->mutex);

@@ -128,6 +128,9 @@ struct UserDefaults::Store : std::enable_shared_from_this<Store> {
 
     Store(std::string suite, std::filesystem::path file)
         : suiteName(std::move(suite)), path(std::move(file)) {}
+    // A store with unsaved changes is held by its scheduled write, so the last handle
+    // going away never writes (and fsyncs) on the thread that dropped it. This flush only
+    // does work when that write failed; it then retries once.
     ~Store() { flush(); }
 
     const std::string suiteName;
@@ -218,13 +221,11 @@ struct UserDefaults::Store : std::enable_shared_from_this<Store> {
         return true;
     }
 
+    // The block holds the store until it has written, which keeps the suite registered
+    // (a new handle meanwhile gets these values, not the file's older ones).
     void scheduleWrite() {
-        std::weak_ptr<Store> weak = weak_from_this();
-        DispatchQueue::global(DispatchQueue::Priority::Background).asyncAfter(kWriteDelay, [weak] {
-            if (auto self = weak.lock()) {
-                self->flush();
-            }
-        });
+        DispatchQueue::global(DispatchQueue::Priority::Background)
+            .asyncAfter(kWriteDelay, [self = shared_from_this()] { self->flush(); });
     }
 
     void notify(const std::string& key, const Value& newValue, const Value& oldValue) {
@@ -315,7 +316,7 @@ namespace {
 
 struct Registry {
     std::mutex mutex;  // guards the fields below
-    std::unordered_map<std::string, std::weak_ptr<UserDefaults::Store>> stores;
+    std::unordered_map<std::string, std::weak_ptr<UserDefaults::Store>> stores;  // by file
     std::shared_ptr<UserDefaults::Store> standard;
     bool exitHookInstalled = false;
 };
@@ -325,7 +326,7 @@ Registry& registry() {
     return *instance;
 }
 
-// Writes every live store's pending changes when the process exits normally.
+// Writes every live store's pending changes on the calling thread.
 void flushAllStores() {
     std::vector<std::shared_ptr<UserDefaults::Store>> live;
     {
@@ -341,33 +342,37 @@ void flushAllStores() {
     }
 }
 
-// REQUIRES: registry().mutex held. The live store of a suite, without adding a slot.
-std::shared_ptr<UserDefaults::Store> registeredStore(const std::string& suiteName) {
-    const auto found = registry().stores.find(suiteName);
+// REQUIRES: registry().mutex held. The live store of a file, without adding a slot.
+std::shared_ptr<UserDefaults::Store> registeredStore(const std::string& file) {
+    const auto found = registry().stores.find(file);
     return found == registry().stores.end() ? nullptr : found->second.lock();
 }
 
+// Stores are registered by their file, not their suite name alone: after the user
+// directories change (VELMORA_HOME), a suite is a new store even while the old one still
+// has a pending write to finish.
 std::shared_ptr<UserDefaults::Store> storeFor(const std::string& suiteName) {
+    const auto file = UserDirectories::configDirectory() /
+                      (UserDirectories::fileNameComponent(suiteName) + ".plist");
+    const std::string key = file.string();
     {
         std::lock_guard lock(registry().mutex);
-        if (auto existing = registeredStore(suiteName)) {
+        if (auto existing = registeredStore(key)) {
             return existing;
         }
     }
     // Loaded outside the registry lock: reading a file is slow. Two threads making the
     // same suite at once may both load; the first to register wins.
-    const auto file = UserDirectories::configDirectory() /
-                      (UserDirectories::fileNameComponent(suiteName) + ".plist");
     auto made = std::make_shared<UserDefaults::Store>(suiteName, file);
     made->load();
     std::lock_guard lock(registry().mutex);
-    if (auto existing = registeredStore(suiteName)) {
+    if (auto existing = registeredStore(key)) {
         return existing;
     }
     // Suites whose last handle is gone leave an expired slot; dropping them as new suites
     // arrive keeps a host that makes many short-lived suites from growing the registry.
     std::erase_if(registry().stores, [](const auto& entry) { return entry.second.expired(); });
-    registry().stores[suiteName] = made;
+    registry().stores[key] = made;
     if (!std::exchange(registry().exitHookInstalled, true)) {
         std::atexit(flushAllStores);
     }
@@ -404,6 +409,10 @@ void UserDefaults::resetStandardUserDefaults() {
     if (standard) {
         standard->flush();
     }
+}
+
+void UserDefaults::synchronizeAll() {
+    flushAllStores();
 }
 
 std::size_t UserDefaults::registeredSuiteCountForTesting() {

@@ -6,8 +6,9 @@
 // Every UserDefaults made for one suite name shares one store in this process, so a
 // value set through one is read at once through all. A store persists as the binary
 // property list "<suite>.plist" in UserDirectories::configDirectory(): written
-// atomically by synchronize(), and on its own about a second after a change, and when
-// the store's last handle goes away. A file that cannot be read is logged and treated
+// atomically by synchronize(), on its own about a second after a change (on a background
+// queue, which keeps the store alive until then even when its last handle is gone), and
+// at normal exit. A file that cannot be read is logged and treated
 // as empty. Values must have a property-list form (see PropertyList.h); setting
 // anything else is refused with a logged error.
 //
@@ -63,6 +64,9 @@ class UserDefaults {
     // Synchronizes and forgets the standard defaults; the next standard() reads them
     // again (from the directories and bundle identifier in effect then).
     static void resetStandardUserDefaults();
+    // Writes every suite's pending changes now, on the calling thread: for a host about
+    // to leave without running exit handlers, or a test about to remove the directory.
+    static void synchronizeAll();
     // How many suites the process-wide registry holds (live ones and not yet pruned ones).
     static std::size_t registeredSuiteCountForTesting();
 

@@ -6,6 +6,8 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "Velmora/platform/dispatch/RunLoop.h"
 #include "Velmora/platform/foundation/Clock.h"
@@ -203,6 +205,24 @@ TEST(RunLoopTest, CurrentModeAndThreadIdentity) {
     }).join();
     EXPECT_FALSE(otherIsMain);
     EXPECT_NE(otherLoop, &RunLoop::main());
+}
+
+// Regression: the thread identity is cached per thread, and a forked child's one thread
+// must not answer with the parent's (the main loop ran here, so the parent's thread is
+// the main one; the child's thread is another).
+TEST(RunLoopTest, AForkedChildDoesNotInheritTheMainThreadIdentity) {
+    RunLoop::main().runOnePass();
+    ASSERT_TRUE(RunLoop::isMainThread());
+    const pid_t child = fork();
+    ASSERT_NE(child, -1);
+    if (child == 0) {
+        alarm(10);  // bounded, should the check ever block
+        _exit(RunLoop::isMainThread() ? 1 : 0);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 0);
 }
 
 }  // namespace

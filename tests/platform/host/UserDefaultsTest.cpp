@@ -97,10 +97,36 @@ TEST(UserDefaultsTest, SynchronizeWritesABinaryPropertyListThatANewStoreReads) {
         Dictionary{{"when", Date(1704164645)}, {"tags", Array{"a", "b"}}}));
 }
 
-TEST(UserDefaultsTest, TheLastHandleWritesPendingChanges) {
+thread_local bool tIsTestThread = false;
+std::atomic<bool> gFsyncedOnTestThread{false};
+
+// Fault: dropping the last handle wrote and fsynced the file on the dropping thread
+// (often the main one). The background write must still land, and a handle made
+// meanwhile must see the unsaved value rather than the file's older contents.
+TEST(UserDefaultsTest, TheLastHandleLeavesPendingChangesToTheBackgroundWrite) {
     testing::ScopedVelmoraHome home;
+    tIsTestThread = true;
+    gFsyncedOnTestThread = false;
+    AtomicFile::setFaultInjectorForTesting([](const char* step) {
+        if (tIsTestThread && std::string_view(step) == "fsync") {
+            gFsyncedOnTestThread = true;
+        }
+        return true;
+    });
     UserDefaults("test.unsynced").setInteger(7, "n");  // no synchronize
     EXPECT_EQ(UserDefaults("test.unsynced").integerForKey("n"), 7);
+    std::optional<Value> onDisk;
+    for (int tries = 0; tries < 500 && !onDisk; ++tries) {  // at most 5 s
+        if (const auto bytes = AtomicFile::read(fileOf("test.unsynced"))) {
+            onDisk = PropertyList::read(*bytes);
+        } else {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+    }
+    AtomicFile::setFaultInjectorForTesting(nullptr);
+    ASSERT_TRUE(onDisk && onDisk->isDictionary());
+    EXPECT_TRUE((*onDisk->asDictionary()).get(Value("n")).isEqual(7));
+    EXPECT_FALSE(gFsyncedOnTestThread);
 }
 
 TEST(UserDefaultsTest, ACorruptFileIsLoggedAndReadAsEmpty) {
@@ -109,11 +135,15 @@ TEST(UserDefaultsTest, ACorruptFileIsLoggedAndReadAsEmpty) {
     Log::addLogger(logger, LogLevel::Error);
     UserDirectories::ensureDirectory(UserDirectories::configDirectory());
     const Bytes notADictionary = PropertyList::binaryData(Array{1}).value();
+    int round = 0;
     for (const std::string& contents :
          {std::string("bplist00garbage"), std::string("not a plist"),
           std::string(notADictionary.begin(), notADictionary.end())}) {
-        std::ofstream(fileOf("test.corrupt"), std::ios::binary) << contents;
-        UserDefaults defaults("test.corrupt");
+        // A suite of its own each round: a written store lingers until its background
+        // write has run, and would not read the file again.
+        const std::string suite = "test.corrupt" + std::to_string(round++);
+        std::ofstream(fileOf(suite), std::ios::binary) << contents;
+        UserDefaults defaults(suite);
         EXPECT_EQ(defaults.dictionaryRepresentation().size(), 0u);
         defaults.setInteger(1, "fresh");
         EXPECT_TRUE(defaults.synchronize());
