@@ -2,6 +2,7 @@
 
 #include <asio/error.hpp>
 #include <atomic>
+#include <vector>
 
 #include "Velmora/platform/foundation/NoDestructor.h"
 #include "Velmora/platform/logging/BlockExceptions.h"
@@ -111,17 +112,21 @@ void SessionThreads::release(Id id) {
 
 void SessionThreads::closeForExit() {
     std::list<std::shared_ptr<Entry>> all;
+    std::vector<Block> interrupts;
     {
         std::lock_guard lock(mutex_);
         closed_ = true;
         // Copied, not taken: an owner joining one of these meanwhile still finds it and
         // waits for the same join.
         all = entries_;
-    }
-    for (const auto& entry : all) {
-        if (!entry->released && entry->interrupt) {
-            runReportingExceptions("a companion session's interruption", entry->interrupt);
+        for (const auto& entry : entries_) {
+            if (!entry->released && entry->interrupt) {
+                interrupts.push_back(entry->interrupt);
+            }
         }
+    }
+    for (const auto& interrupt : interrupts) {
+        runReportingExceptions("a companion session's interruption", interrupt);
     }
     for (const auto& entry : all) {
         if (entry->threadId == std::this_thread::get_id()) {
