@@ -94,6 +94,7 @@ struct CompanionSession::Impl : std::enable_shared_from_this<Impl> {
     std::size_t queuedFiles = 0;
     std::uint64_t fileSequence = 0;
     SessionThreads::Id thread = 0;  // 0 until activated
+    std::thread::id runningThread;  // the session's thread, once it has started
 
     // Used on the session's thread only.
     asio::io_context io;
@@ -481,17 +482,19 @@ CompanionSession::CompanionSession(std::filesystem::path socketPath,
 
 CompanionSession::~CompanionSession() {
     SessionThreads::Id thread = 0;
+    bool onItsThread = false;
     {
         std::lock_guard lock(impl_->mutex);
         thread = impl_->thread;
+        onItsThread = impl_->runningThread == std::this_thread::get_id();
     }
     auto& threads = SessionThreads::shared();
-    if (thread != 0 && threads.isCurrent(thread)) {
+    if (onItsThread) {
         // The last owner let go in a delegate call, on the session's own thread, which
         // cannot join itself: everything is closed now, the thread ends once the aborted
         // operations have finished, and SessionThreads joins it after that.
         impl_->shutDown();
-        threads.release(thread);
+        threads.releaseCurrent();
     } else {
         if (thread != 0) {
             asio::post(impl_->io, [impl = impl_] { impl->shutDown(); });
@@ -525,12 +528,19 @@ void CompanionSession::activate() {
     asio::post(impl_->io, [impl = impl_] { impl->connectOrListen(); });
     // The thread holds the state, so it may outlive the session (see the destructor); at
     // exit it is stopped through a weak reference, which holds nothing.
-    const auto thread = SessionThreads::shared().start([impl = impl_] { impl->run(); },
-                                                       [state = std::weak_ptr<Impl>(impl_)] {
-                                                           if (const auto impl = state.lock()) {
-                                                               impl->io.stop();
-                                                           }
-                                                       });
+    const auto thread = SessionThreads::shared().start(
+        [impl = impl_] {
+            {
+                std::lock_guard lock(impl->mutex);
+                impl->runningThread = std::this_thread::get_id();
+            }
+            impl->run();
+        },
+        [state = std::weak_ptr<Impl>(impl_)] {
+            if (const auto impl = state.lock()) {
+                impl->io.stop();
+            }
+        });
     std::lock_guard lock(impl_->mutex);
     impl_->thread = thread;
 }

@@ -83,6 +83,22 @@ class CompanionSessionTest : public ::testing::Test {
     std::shared_ptr<CompanionSession> makeSession(const std::string& role) {
         return std::make_shared<CompanionSession>(socket_, home_.path() / role);
     }
+    // A bare connection to the listening session, within 10 s. The socket file appears at
+    // bind, a moment before the session listens, so a refused connection is tried again.
+    UniqueFd connectToListener() const {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::strncpy(address.sun_path, socket_.c_str(), sizeof address.sun_path - 1);
+        const auto deadline = std::chrono::steady_clock::now() + 10s;
+        while (std::chrono::steady_clock::now() < deadline) {
+            UniqueFd fd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+            if (::connect(fd.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) {
+                return fd;
+            }
+            std::this_thread::sleep_for(2ms);
+        }
+        return {};
+    }
     testing::ScopedVelmoraHome home_;
     std::filesystem::path socket_ = home_.path() / "pair.sock";
 };
@@ -186,12 +202,8 @@ TEST_F(CompanionSessionTest, APeerSendingAnInvalidFrameIsDroppedAndOthersStillCo
     auto recorder = std::make_shared<Recorder>();
     listener->setDelegate(recorder);
     listener->activate();
-    ASSERT_TRUE(testing::runMainLoopUntil([&] { return std::filesystem::exists(socket_); }, 10));
-    UniqueFd hostile(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::strncpy(address.sun_path, socket_.c_str(), sizeof address.sun_path - 1);
-    ASSERT_EQ(::connect(hostile.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    UniqueFd hostile = connectToListener();
+    ASSERT_TRUE(hostile);
     const Bytes garbage =
         CompanionSession::encodeFrame(CompanionSession::FrameType::Message, Bytes{'n', 'o', 't'});
     ASSERT_EQ(::send(hostile.get(), garbage.data(), garbage.size(), MSG_NOSIGNAL),
@@ -252,18 +264,13 @@ TEST_F(CompanionSessionTest, ASessionReleasedInItsOwnDelegateCallStopsAndItsThre
         std::shared_ptr<CompanionSession> held;
         std::atomic<int> calls{0};
     };
-    const std::size_t threadsBefore = SessionThreads::shared().count();
     auto releaser = std::make_shared<Releaser>();
     releaser->held = makeSession("listener");
     releaser->held->setDelegate(releaser);
     releaser->held->activate();
-    ASSERT_TRUE(testing::runMainLoopUntil([&] { return std::filesystem::exists(socket_); }, 10));
+    UniqueFd peer = connectToListener();
+    ASSERT_TRUE(peer);
     // Two frames in one write, so that both arrive in one read.
-    UniqueFd peer(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::strncpy(address.sun_path, socket_.c_str(), sizeof address.sun_path - 1);
-    ASSERT_EQ(::connect(peer.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
     const auto archive = KeyedArchiver::archivedData(Value(Dictionary{{"k", "v"}}));
     ASSERT_TRUE(archive);
     const Bytes one = CompanionSession::encodeFrame(CompanionSession::FrameType::Message, *archive);
@@ -278,8 +285,9 @@ TEST_F(CompanionSessionTest, ASessionReleasedInItsOwnDelegateCallStopsAndItsThre
     EXPECT_EQ(releaser->calls.load(), 1);
     EXPECT_TRUE(testing::runMainLoopUntil(
         [&] {
+            // No session is left: every thread, an earlier test's released one too, ends.
             SessionThreads::shared().joinEnded();
-            return SessionThreads::shared().count() == threadsBefore;
+            return SessionThreads::shared().count() == 0;
         },
         10));
 }

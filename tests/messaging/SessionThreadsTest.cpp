@@ -50,29 +50,33 @@ TEST(SessionThreadsTest, ThreadsEndByTheirOwnerOnTheirOwnThreadAndAtExit) {
         Blocker owned;
         const auto ownedId = threads.start([&] { owned.run(); }, [&] { owned.interrupt(); });
         ASSERT_NE(ownedId, 0u);
-        EXPECT_FALSE(threads.isCurrent(ownedId));
         owned.interrupt();
         threads.join(ownedId);
         EXPECT_TRUE(owned.returned());
         EXPECT_EQ(threads.count(), 0u);
 
-        // Released on its own thread, which cannot join itself; joined once it has ended.
-        std::atomic<SessionThreads::Id> selfId{0};
-        std::atomic<bool> sawItself{false};
-        selfId = threads.start(
+        // Released on its own thread, which cannot join itself; joined once it has ended,
+        // and not before (joinEnded() leaves a released thread that still runs alone).
+        std::atomic<bool> released{false}, finish{false};
+        threads.start(
             [&] {
-                while (selfId.load() == 0) {
+                threads.releaseCurrent();
+                released = true;
+                while (!finish.load()) {
                     std::this_thread::yield();
                 }
-                sawItself = threads.isCurrent(selfId.load());
-                threads.release(selfId.load());
             },
             {});
+        while (!released.load()) {
+            std::this_thread::yield();
+        }
+        threads.joinEnded();
+        EXPECT_EQ(threads.count(), 1u);
+        finish = true;
         while (threads.count() != 0) {
             threads.joinEnded();
             std::this_thread::yield();
         }
-        EXPECT_TRUE(sawItself.load());
 
         // Still running at exit: interrupted and joined; nothing starts afterwards.
         Blocker first, second;

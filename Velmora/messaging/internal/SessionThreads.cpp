@@ -73,16 +73,6 @@ SessionThreads::Id SessionThreads::start(Block body, Block interrupt) {
     return id;
 }
 
-bool SessionThreads::isCurrent(Id id) const {
-    std::lock_guard lock(mutex_);
-    for (const auto& entry : entries_) {
-        if (entry->id == id) {
-            return entry->threadId == std::this_thread::get_id();
-        }
-    }
-    return false;
-}
-
 void SessionThreads::join(Id id) {
     std::shared_ptr<Entry> target;
     {
@@ -101,10 +91,10 @@ void SessionThreads::join(Id id) {
     joinEnded();
 }
 
-void SessionThreads::release(Id id) {
+void SessionThreads::releaseCurrent() {
     std::lock_guard lock(mutex_);
     for (const auto& entry : entries_) {
-        if (entry->id == id) {
+        if (entry->threadId == std::this_thread::get_id()) {
             entry->released = true;
         }
     }

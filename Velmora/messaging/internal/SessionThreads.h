@@ -8,7 +8,7 @@
 // end as both processes exit. So a session thread never outlives static destruction:
 //   - the last owner of a session, on any other thread, joins its thread (join());
 //   - when the last owner lets go on the session's own thread (from a delegate call),
-//     that thread cannot join itself: release() hands it over, and it is joined once it
+//     that thread cannot join itself: releaseCurrent() hands it over, and it is joined once it
 //     has ended, by the next start() or join() on another thread, or at exit;
 //   - sessions kept for the whole process (the default session lives in a NoDestructor)
 //     are interrupted and joined by an exit hook, which is registered after Asio's
@@ -50,13 +50,11 @@ class SessionThreads {
     // Runs body on a new thread; interrupt, called from another thread at exit, must
     // make body return soon. 0 (nothing started) once the exit hook has run.
     Id start(Block body, Block interrupt);
-    // Whether the calling thread is the thread of id.
-    bool isCurrent(Id id) const;
     // Waits for the thread of id to end. REQUIRES: not called on that thread.
     void join(Id id);
-    // Leaves the thread of id, which is winding down, to be joined later. REQUIRES:
-    // called on that thread.
-    void release(Id id);
+    // Leaves the calling thread, which is winding down, to be joined once it has ended.
+    // REQUIRES: called on a thread start() started.
+    void releaseCurrent();
     // Interrupts and joins every thread; start() starts nothing afterwards.
     void closeForExit();
     // Joins the released threads that have ended (start() and join() do it too).
