@@ -1,7 +1,6 @@
 // The companion session's wire format: frames of a type byte, a little-endian length and
 // a keyed archive of a dictionary (see CompanionSession.h).
 #include "Velmora/messaging/CompanionSession.h"
-
 #include "Velmora/messaging/VLWormholeFileTransiting.h"
 
 namespace velmora {
