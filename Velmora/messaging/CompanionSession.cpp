@@ -7,11 +7,9 @@
 #include <asio/post.hpp>
 #include <asio/steady_timer.hpp>
 #include <asio/write.hpp>
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
-#include <deque>
-#include <exception>
-#include <future>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -22,7 +20,10 @@
 #include <unistd.h>
 
 #include "Velmora/messaging/VLWormholeFileTransiting.h"
+#include "Velmora/messaging/internal/OutgoingFrames.h"
+#include "Velmora/messaging/internal/SessionThreads.h"
 #include "Velmora/platform/foundation/NoDestructor.h"
+#include "Velmora/platform/logging/BlockExceptions.h"
 #include "Velmora/platform/logging/Log.h"
 #include "Velmora/platform/storage/AtomicFile.h"
 #include "Velmora/platform/storage/UniqueFd.h"
@@ -92,6 +93,8 @@ struct CompanionSession::Impl : std::enable_shared_from_this<Impl> {
     bool active = false;
     std::size_t queuedFiles = 0;
     std::uint64_t fileSequence = 0;
+    SessionThreads::Id thread = 0;  // 0 until activated
+    std::thread::id runningThread;  // the session's thread, once it has started
 
     // Used on the session's thread only.
     asio::io_context io;
@@ -101,10 +104,47 @@ struct CompanionSession::Impl : std::enable_shared_from_this<Impl> {
     asio::steady_timer retry{io};
     UniqueFd ownership;
     Bytes readBuffer, pending;
-    std::deque<std::pair<Bytes, std::filesystem::path>> writes;  // frame, outbox file
-    bool writing = false;
+    std::uint64_t connection = 0;  // changes with each connection made or lost
+    bool writingRest = false;      // an Asio write of what OutgoingFrames handed over
     bool stopping = false;
-    std::thread thread;
+
+    // Any thread. Writes that go through this thread (contexts, file transfers, and live
+    // messages queued behind them) are counted, so that a live message written directly
+    // never overtakes one of them.
+    OutgoingFrames outgoing;
+    std::atomic<std::size_t> postedWrites{0};
+    // The session delegates are told about; cleared when it is destroyed, so frames still
+    // being dispatched on this thread reach no delegate.
+    CompanionSession* session = nullptr;
+
+    // The thread's body. A handler that throws (our own code: delegates are guarded) is
+    // reported and the context carries on with the next one.
+    void run() {
+        for (;;) {
+            try {
+                io.run();
+                return;
+            } catch (...) {
+                reportBlockException("a companion session handler");
+            }
+        }
+    }
+
+    // Closes everything and lets run() return once the aborted operations have finished.
+    // REQUIRES: on the session's thread, or with that thread joined.
+    void shutDown() {
+        stopping = true;
+        session = nullptr;
+        std::error_code ignored;
+        retry.cancel();
+        if (acceptor) {
+            acceptor->close(ignored);
+        }
+        if (socket) {
+            closeConnection();
+        }
+        work.reset();
+    }
 
     void setReachable(bool value) {
         {
@@ -159,7 +199,7 @@ struct CompanionSession::Impl : std::enable_shared_from_this<Impl> {
             if (error) {
                 return;  // closed: the session is going away
             }
-            self->connected(std::move(peer));  // a newer connection replaces the older
+            self->connected(std::move(peer));
             self->accept();
         });
     }
@@ -192,22 +232,14 @@ struct CompanionSession::Impl : std::enable_shared_from_this<Impl> {
         if (stopping) {
             return;
         }
+        if (socket) {
+            closeConnection();  // a newer connection replaces the older
+        }
         socket.emplace(std::move(peer));
         pending.clear();
-        writes.clear();
-        writing = false;
+        // The context goes first (the peer may have missed it), then the queued transfers.
+        finish(outgoing.open(socket->native_handle(), openingFrames()));
         setReachable(true);
-        Dictionary context;
-        {
-            std::lock_guard lock(mutex);
-            context = sentContext;
-        }
-        if (!context.empty()) {
-            if (const auto data = archiveDictionary(context)) {
-                queueWrite(encodeFrame(FrameType::Context, *data), {});
-            }
-        }
-        sendOutbox();
         read();
     }
 
@@ -215,16 +247,34 @@ struct CompanionSession::Impl : std::enable_shared_from_this<Impl> {
         if (!socket) {
             return;
         }
-        std::error_code ignored;
-        socket->close(ignored);
-        socket.reset();
+        closeConnection();
         setReachable(false);
         if (!ownership) {
             retryLater();
         }
     }
 
-    void sendOutbox() {
+    void closeConnection() {
+        ++connection;
+        writingRest = false;
+        outgoing.close();  // before the descriptor goes: other threads write to it
+        std::error_code ignored;
+        socket->close(ignored);
+        socket.reset();
+    }
+
+    std::vector<OutgoingFrames::Frame> openingFrames() {
+        std::vector<OutgoingFrames::Frame> frames;
+        Dictionary context;
+        {
+            std::lock_guard lock(mutex);
+            context = sentContext;
+        }
+        if (!context.empty()) {
+            if (const auto data = archiveDictionary(context)) {
+                frames.push_back({encodeFrame(FrameType::Context, *data), {}});
+            }
+        }
         std::vector<std::filesystem::path> files;
         std::error_code error;
         for (const auto& entry :
@@ -236,51 +286,82 @@ struct CompanionSession::Impl : std::enable_shared_from_this<Impl> {
         std::sort(files.begin(), files.end());
         for (const auto& file : files) {
             if (auto frame = AtomicFile::read(file)) {
-                queueWrite(std::move(*frame), file);
+                frames.push_back({std::move(*frame), file});
             }
         }
+        return frames;
     }
 
-    void queueWrite(Bytes frame, std::filesystem::path outboxFile) {
-        const bool queuedAlready =
-            !outboxFile.empty() &&
-            std::any_of(writes.begin(), writes.end(),
-                        [&](const auto& write) { return write.second == outboxFile; });
-        if (queuedAlready || stopping) {
-            return;
-        }
-        writes.emplace_back(std::move(frame), std::move(outboxFile));
-        writeNext();
+    // Any thread: queues frame through this thread, behind what is already posted.
+    void postWrite(Bytes frame, std::filesystem::path outboxFile) {
+        ++postedWrites;
+        asio::post(io, [self = shared_from_this(), frame = std::move(frame),
+                        file = std::move(outboxFile)]() mutable {
+            if (self->socket && !self->stopping) {
+                self->finish(self->outgoing.push({std::move(frame), std::move(file)}));
+            }
+            --self->postedWrites;
+        });
     }
 
-    void writeNext() {
-        if (writing || writes.empty() || !socket) {
+    // Any thread: a live message, written at once unless something is ahead of it.
+    bool sendLive(Bytes frame) {
+        if (postedWrites.load() > 0) {
+            postWrite(std::move(frame), {});
+            return true;
+        }
+        auto result = outgoing.push({std::move(frame), {}});
+        if (!result.accepted) {
+            return false;
+        }
+        finish(std::move(result));
+        return true;
+    }
+
+    // Any thread: removes the outbox files of transfers written, and has this thread
+    // write the rest when the socket was full.
+    void finish(OutgoingFrames::Result result) {
+        if (!result.sent.empty()) {
+            for (const auto& file : result.sent) {
+                std::error_code ignored;
+                std::filesystem::remove(file, ignored);
+            }
+            {
+                std::lock_guard lock(mutex);
+                queuedFiles -= std::min(queuedFiles, result.sent.size());
+            }
+            changed.notify_all();
+        }
+        if (result.handOver) {
+            asio::post(io, [self = shared_from_this()] { self->writeRest(); });
+        }
+    }
+
+    void writeRest() {
+        const auto rest = outgoing.front();
+        if (writingRest || !socket || rest.empty()) {
             return;
         }
-        writing = true;
-        asio::async_write(*socket, asio::buffer(writes.front().first),
-                          [self = shared_from_this()](std::error_code error, std::size_t) {
-                              self->writing = false;
+        writingRest = true;
+        asio::async_write(*socket, asio::buffer(rest.data(), rest.size()),
+                          [self = shared_from_this(), forConnection = connection](
+                              std::error_code error, std::size_t written) {
+                              if (forConnection != self->connection) {
+                                  return;  // that connection is gone, with its frames
+                              }
+                              self->writingRest = false;
                               if (error) {
-                                  self->disconnected();
+                                  self->outgoing.writeFailed();  // the reading side follows
                                   return;
                               }
-                              if (!self->writes.front().second.empty()) {
-                                  std::error_code ignored;
-                                  std::filesystem::remove(self->writes.front().second, ignored);
-                                  {
-                                      std::lock_guard lock(self->mutex);
-                                      self->queuedFiles -=
-                                          std::min<std::size_t>(self->queuedFiles, 1);
-                                  }
-                                  self->changed.notify_all();
-                              }
-                              self->writes.pop_front();
-                              self->writeNext();
+                              self->finish(self->outgoing.wrote(written));
                           });
     }
 
     void read() {
+        if (stopping || !socket) {
+            return;
+        }
         readBuffer.resize(64 * 1024);
         socket->async_read_some(
             asio::buffer(readBuffer),
@@ -317,6 +398,9 @@ struct CompanionSession::Impl : std::enable_shared_from_this<Impl> {
             if (!deliver(frame)) {
                 return false;
             }
+            if (stopping) {  // the delegate let go of the session
+                return true;
+            }
         }
         pending.erase(pending.begin(), pending.begin() + static_cast<std::ptrdiff_t>(offset));
         return true;
@@ -336,6 +420,9 @@ struct CompanionSession::Impl : std::enable_shared_from_this<Impl> {
             }
         }
         CompanionSession* owner = session;
+        if (owner == nullptr) {
+            target.reset();
+        }
         switch (frame.type) {
             case FrameType::Context:
                 static_cast<void>(
@@ -368,57 +455,7 @@ struct CompanionSession::Impl : std::enable_shared_from_this<Impl> {
         }
         return false;
     }
-
-    CompanionSession* session = nullptr;
 };
-
-Bytes CompanionSession::encodeFrame(FrameType type, std::span<const std::uint8_t> payload) {
-    Bytes frame;
-    frame.reserve(kHeaderSize + payload.size());
-    frame.push_back(static_cast<std::uint8_t>(type));
-    const auto length = static_cast<std::uint32_t>(payload.size());
-    for (int shift = 0; shift < 32; shift += 8) {
-        frame.push_back(static_cast<std::uint8_t>(length >> shift));
-    }
-    frame.insert(frame.end(), payload.begin(), payload.end());
-    return frame;
-}
-
-CompanionSession::Decoded CompanionSession::decodeFrame(std::span<const std::uint8_t> bytes,
-                                                        Frame& frame, std::size_t& consumed) {
-    if (bytes.empty()) {
-        return Decoded::Incomplete;
-    }
-    if (bytes[0] < 1 || bytes[0] > 3) {
-        return Decoded::Invalid;
-    }
-    if (bytes.size() < kHeaderSize) {
-        return Decoded::Incomplete;
-    }
-    std::uint32_t length = 0;
-    for (int i = 0; i < 4; ++i) {
-        length |= static_cast<std::uint32_t>(bytes[1 + i]) << (8 * i);
-    }
-    if (length > kMaxPayload) {
-        return Decoded::Invalid;
-    }
-    if (bytes.size() < kHeaderSize + length) {
-        return Decoded::Incomplete;
-    }
-    frame.type = static_cast<FrameType>(bytes[0]);
-    frame.payload.assign(bytes.begin() + kHeaderSize, bytes.begin() + kHeaderSize + length);
-    consumed = kHeaderSize + length;
-    return Decoded::Frame;
-}
-
-std::optional<Dictionary> CompanionSession::payloadDictionary(
-    std::span<const std::uint8_t> payload) {
-    const Value value = VLWormholeFileTransiting::unarchive(Bytes(payload.begin(), payload.end()));
-    if (!value.isDictionary()) {
-        return std::nullopt;
-    }
-    return *value.asDictionary();
-}
 
 std::shared_ptr<CompanionSession> CompanionSession::defaultSession() {
     auto& slot = defaultSessionSlot();
@@ -444,31 +481,30 @@ CompanionSession::CompanionSession(std::filesystem::path socketPath,
 }
 
 CompanionSession::~CompanionSession() {
-    if (impl_->thread.joinable()) {
-        // Everything is closed and cancelled; the thread's run() returns once the aborted
-        // operations have finished, and no handler (each holds the state) is left behind.
-        asio::post(impl_->io, [impl = impl_] {
-            impl->stopping = true;
-            std::error_code ignored;
-            impl->retry.cancel();
-            if (impl->acceptor) {
-                impl->acceptor->close(ignored);
-            }
-            if (impl->socket) {
-                impl->socket->close(ignored);
-            }
-            impl->work.reset();
-        });
-        if (impl_->thread.get_id() == std::this_thread::get_id()) {
-            // The last owner let go from a delegate call: the thread winds down by itself.
-            impl_->thread.detach();
-        } else {
-            impl_->thread.join();
-        }
+    SessionThreads::Id thread = 0;
+    bool onItsThread = false;
+    {
+        std::lock_guard lock(impl_->mutex);
+        thread = impl_->thread;
+        onItsThread = impl_->runningThread == std::this_thread::get_id();
+    }
+    auto& threads = SessionThreads::shared();
+    if (onItsThread) {
+        // The last owner let go in a delegate call, on the session's own thread, which
+        // cannot join itself: everything is closed now, the thread ends once the aborted
+        // operations have finished, and SessionThreads joins it after that.
+        impl_->shutDown();
+        threads.releaseCurrent();
     } else {
-        // Never activated: let what was posted run (it finds no connection) and go.
-        impl_->stopping = true;
-        impl_->work.reset();
+        if (thread != 0) {
+            asio::post(impl_->io, [impl = impl_] { impl->shutDown(); });
+            threads.join(thread);
+        }
+        // The thread is gone (or never was): finish here whatever is still queued, which
+        // finds the session stopping. This also covers a thread stopped at exit before it
+        // ran the shutdown, whose handlers would otherwise keep the state alive.
+        impl_->shutDown();
+        impl_->io.restart();
         impl_->io.run();
     }
     if (impl_->ownership) {
@@ -490,8 +526,23 @@ void CompanionSession::activate() {
         impl_->active = true;
     }
     asio::post(impl_->io, [impl = impl_] { impl->connectOrListen(); });
-    // The thread holds the state, so it may outlive the session (see the destructor).
-    impl_->thread = std::thread([impl = impl_] { impl->io.run(); });
+    // The thread holds the state, so it may outlive the session (see the destructor); at
+    // exit it is stopped through a weak reference, which holds nothing.
+    const auto thread = SessionThreads::shared().start(
+        [impl = impl_] {
+            {
+                std::lock_guard lock(impl->mutex);
+                impl->runningThread = std::this_thread::get_id();
+            }
+            impl->run();
+        },
+        [state = std::weak_ptr<Impl>(impl_)] {
+            if (const auto impl = state.lock()) {
+                impl->io.stop();
+            }
+        });
+    std::lock_guard lock(impl_->mutex);
+    impl_->thread = thread;
 }
 
 bool CompanionSession::isReachable() const {
@@ -506,22 +557,21 @@ bool CompanionSession::waitUntilReachable(double seconds) const {
 }
 
 bool CompanionSession::waitUntilFlushed(double seconds) const {
-    // Asks the session's thread, behind everything posted so far, whether anything is
-    // still to be written; the answer is only known there.
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
-    while (std::chrono::steady_clock::now() < deadline) {
-        auto answer = std::make_shared<std::promise<bool>>();
-        auto flushed = answer->get_future();
-        asio::post(impl_->io, [impl = impl_, answer] {
-            std::lock_guard lock(impl->mutex);
-            answer->set_value(impl->writes.empty() && !impl->writing && impl->queuedFiles == 0);
-        });
-        if (flushed.wait_until(deadline) == std::future_status::ready && flushed.get()) {
-            return true;
+    const auto flushed = [&] {
+        if (!impl_->outgoing.empty() || impl_->postedWrites.load() > 0) {
+            return false;
         }
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        std::lock_guard lock(impl_->mutex);
+        return impl_->queuedFiles == 0;
+    };
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+    while (!flushed()) {
+        if (std::chrono::steady_clock::now() >= deadline) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
-    return false;
+    return true;
 }
 
 Dictionary CompanionSession::applicationContext() const {
@@ -543,11 +593,7 @@ bool CompanionSession::updateApplicationContext(const Dictionary& context) {
         std::lock_guard lock(impl_->mutex);
         impl_->sentContext = context;
     }
-    asio::post(impl_->io, [impl = impl_, frame = encodeFrame(FrameType::Context, *data)]() mutable {
-        if (impl->socket) {
-            impl->queueWrite(std::move(frame), {});
-        }
-    });
+    impl_->postWrite(encodeFrame(FrameType::Context, *data), {});
     return true;
 }
 
@@ -556,10 +602,7 @@ bool CompanionSession::sendMessage(const Dictionary& message) {
     if (!data || !isReachable()) {
         return false;
     }
-    asio::post(impl_->io, [impl = impl_, frame = encodeFrame(FrameType::Message, *data)]() mutable {
-        impl->queueWrite(std::move(frame), {});
-    });
-    return true;
+    return impl_->sendLive(encodeFrame(FrameType::Message, *data));
 }
 
 bool CompanionSession::transferFile(const std::filesystem::path& file, const Dictionary& metadata) {
@@ -588,11 +631,7 @@ bool CompanionSession::transferFile(const std::filesystem::path& file, const Dic
         std::lock_guard lock(impl_->mutex);
         ++impl_->queuedFiles;
     }
-    asio::post(impl_->io, [impl = impl_, frame = std::move(frame), queued]() mutable {
-        if (impl->socket) {
-            impl->queueWrite(std::move(frame), queued);
-        }
-    });
+    impl_->postWrite(std::move(frame), std::move(queued));
     return true;
 }
 

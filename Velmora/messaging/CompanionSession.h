@@ -19,7 +19,15 @@
 // another type, too long or not decodable ends the connection; the session reconnects.
 //
 // The delegate is called on the session's own thread; a delegate that throws is logged
-// at error level with its what() and dropped.
+// at error level with its what() and dropped. That thread is joined when the last owner
+// lets go (soon after, when that happens in a delegate call on the thread itself), and
+// at the latest when the process exits, before its static objects are destroyed; so a
+// delegate must not wait for the thread that releases the session or calls exit().
+//
+// Writes: a live message is written by the sending thread itself (a non-blocking send)
+// when nothing is queued ahead of it, and only what the socket cannot take at once goes
+// through the session's thread; contexts and file transfers go through that thread, and
+// frames leave in the order they were sent.
 //
 // Thread safety: every operation may be used from any thread.
 //

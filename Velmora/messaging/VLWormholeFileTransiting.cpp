@@ -1,12 +1,14 @@
 #include "Velmora/messaging/VLWormholeFileTransiting.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <system_error>
 
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "Velmora/platform/foundation/NoDestructor.h"
 #include "Velmora/platform/host/Application.h"
 #include "Velmora/platform/storage/AtomicFile.h"
 #include "Velmora/platform/storage/KeyedArchiver.h"
@@ -61,10 +63,12 @@ std::optional<Bytes> VLWormholeFileTransiting::archive(const Value& messageObjec
 }
 
 Value VLWormholeFileTransiting::unarchive(const Bytes& data) {
-    static const KeyedUnarchiver::ClassNames kPlainValues{
-        "NSString", "NSNumber", "NSData",       "NSDate",
-        "NSNull",   "NSArray",  "NSDictionary", "NSDecimalNumber"};
-    return KeyedUnarchiver::unarchivedObject(kPlainValues, data).value_or(Value());
+    // Never destroyed: the threads that deliver messages may still run while exit()
+    // destroys static objects.
+    static NoDestructor<const KeyedUnarchiver::ClassNames> kPlainValues(
+        KeyedUnarchiver::ClassNames{"NSString", "NSNumber", "NSData", "NSDate", "NSNull", "NSArray",
+                                    "NSDictionary", "NSDecimalNumber"});
+    return KeyedUnarchiver::unarchivedObject(*kPlainValues, data).value_or(Value());
 }
 
 bool VLWormholeFileTransiting::writeMessageObject(const Value& messageObject,
@@ -115,10 +119,18 @@ void VLWormholeFileTransiting::deleteContentForAllMessages() {
     }
 }
 
-// A temporary file in the same directory renamed over the message: a reader, or a writer
+// A temporary file in the same directory takes the message's place: a reader, or a writer
 // killed at any point, sees the old message or the new one. Unlike AtomicFile there is no
 // fsync: a message has to survive its sender's crash, not a power cut, and two fsyncs per
 // message would cost milliseconds each.
+//
+// The temporary file is exchanged with the message (RENAME_EXCHANGE) and the old one,
+// now under the temporary name, removed, rather than renamed over it: ext4 starts the
+// new file's write-back inside a rename that replaces a file (its auto_da_alloc guard),
+// which took tens of milliseconds per message while other programs wrote to the disk. A
+// writer killed between the two steps leaves a hidden temporary file with the old
+// message, as one killed before them leaves a partial one. A first message, or a file
+// system without the exchange, is renamed into place.
 bool VLWormholeFileTransiting::writeFile(const std::filesystem::path& path, const Bytes& data) {
     std::string temporary =
         (path.parent_path() / ("." + path.filename().string() + ".XXXXXX")).string();
@@ -137,7 +149,15 @@ bool VLWormholeFileTransiting::writeFile(const std::filesystem::path& path, cons
         }
         written += static_cast<std::size_t>(n);
     }
-    if (written != data.size() || !fd.reset() || ::rename(temporary.c_str(), path.c_str()) != 0) {
+    if (written != data.size() || !fd.reset()) {
+        ::unlink(temporary.c_str());
+        return false;
+    }
+    if (::renameat2(AT_FDCWD, temporary.c_str(), AT_FDCWD, path.c_str(), RENAME_EXCHANGE) == 0) {
+        ::unlink(temporary.c_str());  // now the old message
+        return true;
+    }
+    if (::rename(temporary.c_str(), path.c_str()) != 0) {
         ::unlink(temporary.c_str());
         return false;
     }

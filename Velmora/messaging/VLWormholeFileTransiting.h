@@ -2,9 +2,10 @@
 // VLWormholeFileTransiting: the default strategy. Each message is a keyed archive in its
 // own file "<identifier>.archive" in the message-passing directory: the application
 // group's container (Application::containerURLForSecurityApplicationGroupIdentifier),
-// plus the optional sub-directory. A file is replaced by renaming a temporary file over
-// it, so a reader, or a writer killed mid-write, sees the old message or the new one,
-// never a torn file (without fsync: messages outlive a sender's crash, not a power cut).
+// plus the optional sub-directory. A file is replaced by a whole temporary file put in
+// its place (exchanged with it, then the old one removed), so a reader, or a writer
+// killed mid-write, sees the old message or the new one, never a torn file (without
+// fsync: messages outlive a sender's crash, not a power cut).
 // The identifier and directory are made safe path components
 // (UserDirectories::fileNameComponent), so no identifier can name a file outside the
 // directory; plain identifiers ("greeting", "com.example.state") are used as they are.

@@ -19,6 +19,7 @@
 #include "Velmora/messaging/VLWormhole.h"
 #include "Velmora/messaging/VLWormholeSession.h"
 #include "Velmora/messaging/VLWormholeSessionTransiting.h"
+#include "Velmora/messaging/internal/SessionThreads.h"
 #include "Velmora/platform/logging/Log.h"
 #include "Velmora/platform/logging/MemoryLogger.h"
 #include "Velmora/platform/storage/KeyedArchiver.h"
@@ -81,6 +82,22 @@ class CompanionSessionTest : public ::testing::Test {
   protected:
     std::shared_ptr<CompanionSession> makeSession(const std::string& role) {
         return std::make_shared<CompanionSession>(socket_, home_.path() / role);
+    }
+    // A bare connection to the listening session, within 10 s. The socket file appears at
+    // bind, a moment before the session listens, so a refused connection is tried again.
+    UniqueFd connectToListener() const {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::strncpy(address.sun_path, socket_.c_str(), sizeof address.sun_path - 1);
+        const auto deadline = std::chrono::steady_clock::now() + 10s;
+        while (std::chrono::steady_clock::now() < deadline) {
+            UniqueFd fd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+            if (::connect(fd.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) {
+                return fd;
+            }
+            std::this_thread::sleep_for(2ms);
+        }
+        return {};
     }
     testing::ScopedVelmoraHome home_;
     std::filesystem::path socket_ = home_.path() / "pair.sock";
@@ -185,12 +202,8 @@ TEST_F(CompanionSessionTest, APeerSendingAnInvalidFrameIsDroppedAndOthersStillCo
     auto recorder = std::make_shared<Recorder>();
     listener->setDelegate(recorder);
     listener->activate();
-    ASSERT_TRUE(testing::runMainLoopUntil([&] { return std::filesystem::exists(socket_); }, 10));
-    UniqueFd hostile(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::strncpy(address.sun_path, socket_.c_str(), sizeof address.sun_path - 1);
-    ASSERT_EQ(::connect(hostile.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    UniqueFd hostile = connectToListener();
+    ASSERT_TRUE(hostile);
     const Bytes garbage =
         CompanionSession::encodeFrame(CompanionSession::FrameType::Message, Bytes{'n', 'o', 't'});
     ASSERT_EQ(::send(hostile.get(), garbage.data(), garbage.size(), MSG_NOSIGNAL),
@@ -243,6 +256,81 @@ TEST_F(CompanionSessionTest, SessionTransitsReachTheListeningSessionAndAnswerNo)
     listening.reset();
     ASSERT_TRUE(testing::runMainLoopUntil([&] { return listener.use_count() == 1; }, 10));
     listener.reset();
+}
+
+// Regression: a session whose last owner let go in a delegate call detached its thread,
+// which went on dispatching the frames of the same read to the destroyed session and
+// outlived static destruction at exit. Now no frame reaches a delegate after the
+// release, and the thread is joined.
+TEST_F(CompanionSessionTest, ASessionReleasedInItsOwnDelegateCallStopsAndItsThreadIsJoined) {
+    class Releaser : public CompanionSessionDelegate {
+      public:
+        void sessionDidReceiveMessage(CompanionSession&, const Dictionary&) override {
+            ++calls;
+            held.reset();  // the last owner
+        }
+        std::shared_ptr<CompanionSession> held;
+        std::atomic<int> calls{0};
+    };
+    auto releaser = std::make_shared<Releaser>();
+    releaser->held = makeSession("listener");
+    releaser->held->setDelegate(releaser);
+    releaser->held->activate();
+    UniqueFd peer = connectToListener();
+    ASSERT_TRUE(peer);
+    // Two frames in one write, so that both arrive in one read.
+    const auto archive = KeyedArchiver::archivedData(Value(Dictionary{{"k", "v"}}));
+    ASSERT_TRUE(archive);
+    const Bytes one = CompanionSession::encodeFrame(CompanionSession::FrameType::Message, *archive);
+    Bytes frames = one;
+    frames.insert(frames.end(), one.begin(), one.end());
+    ASSERT_EQ(::send(peer.get(), frames.data(), frames.size(), MSG_NOSIGNAL),
+              static_cast<ssize_t>(frames.size()));
+    const timeval limit{10, 0};
+    ::setsockopt(peer.get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+    char byte = 0;
+    EXPECT_EQ(::recv(peer.get(), &byte, 1, 0), 0);  // closed by the released session
+    EXPECT_EQ(releaser->calls.load(), 1);
+    EXPECT_TRUE(testing::runMainLoopUntil(
+        [&] {
+            // No session is left: every thread, an earlier test's released one too, ends.
+            SessionThreads::shared().joinEnded();
+            return SessionThreads::shared().count() == 0;
+        },
+        10));
+}
+
+// A live message is written by its sender's thread; what the socket does not take at once
+// is finished by the session's thread, and messages sent meanwhile queue behind it.
+TEST_F(CompanionSessionTest, AMessageLargerThanTheSocketTakesAtOnceArrivesWholeAndInOrder) {
+    class Sizes : public CompanionSessionDelegate {
+      public:
+        void sessionDidReceiveMessage(CompanionSession&, const Dictionary& message) override {
+            const Value data = message.get("data");
+            {
+                std::lock_guard lock(mutex);
+                sizes.push_back(data.isData() ? data.asData()->size() : 0);
+            }
+            changed.notify_all();
+        }
+        std::mutex mutex;
+        std::condition_variable changed;
+        std::vector<std::size_t> sizes;
+    };
+    auto sizes = std::make_shared<Sizes>();
+    auto a = makeSession("a");
+    a->setDelegate(sizes);
+    a->activate();
+    auto b = makeSession("b");
+    b->activate();
+    ASSERT_TRUE(b->waitUntilReachable(10));
+    constexpr std::size_t kLarge = 4 * 1024 * 1024;
+    EXPECT_TRUE(b->sendMessage(Dictionary{{"data", Bytes(kLarge, 7)}}));
+    EXPECT_TRUE(b->sendMessage(Dictionary{{"data", Bytes(3, 1)}}));
+    EXPECT_TRUE(b->waitUntilFlushed(20));
+    std::unique_lock lock(sizes->mutex);
+    ASSERT_TRUE(sizes->changed.wait_for(lock, 20s, [&] { return sizes->sizes.size() >= 2; }));
+    EXPECT_EQ(sizes->sizes, (std::vector<std::size_t>{kLarge, 3}));
 }
 
 }  // namespace
