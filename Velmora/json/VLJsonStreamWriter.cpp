@@ -365,10 +365,13 @@ void VLJsonStreamWriter::appendQuoted(std::string_view string) {
 }
 
 void VLJsonStreamWriter::appendDouble(double value) {
-    // "%g": six significant digits, on purpose.
+    // "%g": six significant digits, on purpose. to_chars with a precision writes exactly
+    // what printf's "%.6g" writes (in the C locale, whatever the process's), and faster
+    // than a format string, which takes a multi-precision path for fixed precisions.
     char buffer[64];
-    const auto written = fmt::format_to_n(buffer, sizeof buffer, "{:g}", value);
-    put(std::string_view(buffer, written.size));
+    const auto end =
+        std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::general, 6);
+    put(std::string_view(buffer, static_cast<std::size_t>(end.ptr - buffer)));
 }
 
 bool VLJsonStreamWriter::writeNumber(const Value& number) {
