@@ -8,6 +8,7 @@ namespace {
 constexpr std::size_t kInitialStackCapacity = 32;
 constexpr std::size_t kMaxSharedKeyLength = 64;
 constexpr std::size_t kMaxSharedKeys = 4096;
+constexpr std::size_t kInitialArrayCapacity = 4;
 }  // namespace
 
 VLJsonStreamParserAdapter::VLJsonStreamParserAdapter() {
@@ -76,6 +77,11 @@ void VLJsonStreamParserAdapter::found(VLJsonStreamParser& parser, Value value) {
             keyStack_.pop_back();
             break;
         case Type::Array:
+            if (array_->capacity() == 0) {
+                // Most arrays are short (coordinates, tags): room for a few elements at
+                // once instead of growing through one and two.
+                array_->reserve(kInitialArrayCapacity);
+            }
             array_->push_back(std::move(value));
             break;
     }

@@ -87,6 +87,43 @@ void appendEscape(std::string& out, unsigned char c) {
     }
 }
 
+bool isDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+
+// Whether a decimal's text is already the description the writer would write: an optional
+// '-', whole digits without a leading zero (or one zero before a fraction), an optional
+// fraction that does not end in zero, no exponent, not zero, and too short for the
+// description's long runs of zeros to switch to scientific notation. Such texts (JSON reals
+// too long for a double, the usual decimals) are copied instead of described, which
+// would build several strings per number.
+bool textIsDescription(std::string_view text) {
+    constexpr std::size_t kLongestCopied = 40;
+    std::size_t i = !text.empty() && text[0] == '-' ? 1 : 0;
+    if (text.size() > kLongestCopied || i == text.size()) {
+        return false;
+    }
+    const std::size_t wholeStart = i;
+    bool nonZero = false;
+    for (; i < text.size() && isDigit(text[i]); ++i) {
+        nonZero = nonZero || text[i] != '0';
+    }
+    if (i == wholeStart || (i - wholeStart > 1 && text[wholeStart] == '0')) {
+        return false;
+    }
+    if (i == text.size()) {
+        return nonZero;
+    }
+    if (text[i] != '.') {
+        return false;
+    }
+    const std::size_t fractionStart = ++i;
+    for (; i < text.size() && isDigit(text[i]); ++i) {
+        nonZero = nonZero || text[i] != '0';
+    }
+    return i == text.size() && i > fractionStart && text.back() != '0' && nonZero;
+}
+
 std::string kindName(const Value& value) {
     switch (value.kind()) {
         case Value::Kind::Nil:
@@ -328,10 +365,13 @@ void VLJsonStreamWriter::appendQuoted(std::string_view string) {
 }
 
 void VLJsonStreamWriter::appendDouble(double value) {
-    // "%g": six significant digits, on purpose.
+    // "%g": six significant digits, on purpose. to_chars with a precision writes exactly
+    // what printf's "%.6g" writes (in the C locale, whatever the process's), and faster
+    // than a format string, which takes a multi-precision path for fixed precisions.
     char buffer[64];
-    const auto written = fmt::format_to_n(buffer, sizeof buffer, "{:g}", value);
-    put(std::string_view(buffer, written.size));
+    const auto end =
+        std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::general, 6);
+    put(std::string_view(buffer, static_cast<std::size_t>(end.ptr - buffer)));
 }
 
 bool VLJsonStreamWriter::writeNumber(const Value& number) {
@@ -357,9 +397,15 @@ bool VLJsonStreamWriter::writeNumber(const Value& number) {
             put(std::string_view(buffer, static_cast<std::size_t>(end.ptr - buffer)));
             break;
         }
-        case Value::Kind::Decimal:
-            put(number.asDecimal()->description());
+        case Value::Kind::Decimal: {
+            const DecimalNumber& decimal = *number.asDecimal();
+            if (textIsDescription(decimal.text())) {
+                put(decimal.text());
+            } else {
+                put(decimal.description());
+            }
             break;
+        }
         default: {
             const double value = number.doubleValue();
             if (std::isnan(value)) {

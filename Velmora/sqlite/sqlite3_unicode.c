@@ -57,7 +57,7 @@ enum { kIdentity = 0xFFFF, kLikePatternLimit = 50000 };
 
 /* --- Table lookups ------------------------------------------------------------- */
 
-static uint16_t fold_unit(uint16_t c) {
+static inline __attribute__((always_inline)) uint16_t fold_unit(uint16_t c) {
     const unsigned row = fold_index[c / FOLD_WIDTH];
     const uint16_t v = fold_values[row][fold_offsets[row][c % FOLD_WIDTH]];
     return v == kIdentity ? c : v;
@@ -67,22 +67,37 @@ uint16_t sqlite3_unicode_fold(uint16_t c) {
     return fold_unit(c);
 }
 
-uint16_t sqlite3_unicode_lower(uint16_t c) {
+/* The mappings as the loops below use them: file-local, so that the compiler may inline them
+ * (an exported function of a shared library may be replaced at load time, so calls to it
+ * from inside the library are never inlined). */
+static inline __attribute__((always_inline)) uint16_t lower_unit(uint16_t c) {
     const unsigned row = lower_index[c / LOWER_WIDTH];
     const uint16_t v = lower_values[row][lower_offsets[row][c % LOWER_WIDTH]];
     return v == kIdentity ? c : v;
 }
 
-uint16_t sqlite3_unicode_upper(uint16_t c) {
+static inline __attribute__((always_inline)) uint16_t upper_unit(uint16_t c) {
     const unsigned row = upper_title_index[c / UPPER_TITLE_WIDTH];
     const uint16_t v = upper_values[row][upper_title_offsets[row][c % UPPER_TITLE_WIDTH]];
     return v == kIdentity ? c : v;
 }
 
-uint16_t sqlite3_unicode_title(uint16_t c) {
+static inline __attribute__((always_inline)) uint16_t title_unit(uint16_t c) {
     const unsigned row = upper_title_index[c / UPPER_TITLE_WIDTH];
     const uint16_t v = title_values[row][upper_title_offsets[row][c % UPPER_TITLE_WIDTH]];
     return v == kIdentity ? c : v;
+}
+
+uint16_t sqlite3_unicode_lower(uint16_t c) {
+    return lower_unit(c);
+}
+
+uint16_t sqlite3_unicode_upper(uint16_t c) {
+    return upper_unit(c);
+}
+
+uint16_t sqlite3_unicode_title(uint16_t c) {
+    return title_unit(c);
 }
 
 uint16_t sqlite3_unicode_unacc(uint16_t c, const uint16_t** out_values, int* out_length) {
@@ -145,9 +160,9 @@ static void fill_flat_tables(void) {
         const uint16_t* values;
         int n;
         flat.fold[c] = fold_unit(unit);
-        flat.lower[c] = sqlite3_unicode_lower(unit);
-        flat.upper[c] = sqlite3_unicode_upper(unit);
-        flat.title[c] = sqlite3_unicode_title(unit);
+        flat.lower[c] = lower_unit(unit);
+        flat.upper[c] = upper_unit(unit);
+        flat.title[c] = title_unit(unit);
         flat.reduced[c] = (uint16_t)reduced(c);
         sqlite3_unicode_unacc(unit, &values, &n);
         flat.unaccented[c] = c >= 0x80 && !(n == 1 && values[0] == kIdentity);
@@ -381,10 +396,10 @@ typedef struct case_mapping {
     uint16_t (*map)(uint16_t);
 } case_mapping;
 
-static const case_mapping kFold = {sqlite3_unicode_fold};
-static const case_mapping kLower = {sqlite3_unicode_lower};
-static const case_mapping kUpper = {sqlite3_unicode_upper};
-static const case_mapping kTitle = {sqlite3_unicode_title};
+static const case_mapping kFold = {fold_unit};
+static const case_mapping kLower = {lower_unit};
+static const case_mapping kUpper = {upper_unit};
+static const case_mapping kTitle = {title_unit};
 
 static void unicode_version_function(sqlite3_context* context, int argc, sqlite3_value** argv) {
     (void)argc;
@@ -442,9 +457,9 @@ static void set_result(sqlite3_context* context, unsigned char* out, const unsig
  * per row; longer ones are built in a heap block that SQLite takes over. */
 enum { kStackResult = 1024 };
 
-static inline int case_function_utf8(sqlite3_context* context, const unsigned char* text,
-                                     size_t bytes, uint16_t (*map)(uint16_t),
-                                     const uint16_t* flat_map, int to_upper) {
+static inline __attribute__((always_inline)) int case_function_utf8(
+    sqlite3_context* context, const unsigned char* text, size_t bytes, uint16_t (*map)(uint16_t),
+    const uint16_t* flat_map, int to_upper) {
     const unsigned char* p = text;
     const unsigned char* const end = text + bytes;
     unsigned char stack[kStackResult];
@@ -460,16 +475,24 @@ static inline int case_function_utf8(sqlite3_context* context, const unsigned ch
         }
     }
     while (p < end) {
+        const unsigned char* run;
         uint32_t c;
         if (end - p >= 8) {
             const uint64_t v = load8(p);
-            if ((v & kHighBits) == 0 && ((v - kOnes) & ~v & kHighBits) == 0) {
-                /* Eight ASCII bytes, none zero. */
+            /* A flag in each byte that is not ASCII or is zero; the lowest flag is exact
+             * (the zero test's borrow only reaches the bytes after a zero). */
+            const uint64_t stops = (v & kHighBits) | ((v - kOnes) & ~v & kHighBits);
+            const unsigned ascii = stops == 0 ? 8u : (unsigned)__builtin_ctzll(stops) / 8u;
+            if (ascii > 0) {
+                /* The case of all eight bytes changed arithmetically, the bytes before the
+                 * first stop kept. The buffer holds 3 bytes for each byte still unread, so
+                 * there is room for all eight. */
+                const uint64_t plain = v & ~kHighBits;
                 const uint64_t mapped =
-                    to_upper ? v ^ letters_mask(v, 'a') : v | letters_mask(v, 'A');
+                    to_upper ? plain ^ letters_mask(plain, 'a') : plain | letters_mask(plain, 'A');
                 memcpy(out + length, &mapped, sizeof mapped);
-                length += 8;
-                p += 8;
+                length += ascii;
+                p += ascii;
                 continue;
             }
         }
@@ -480,29 +503,43 @@ static inline int case_function_utf8(sqlite3_context* context, const unsigned ch
             out[length++] = (unsigned char)flat_map[*p++];
             continue;
         }
-        if (*p >= 0xC2 && *p <= 0xDF && end - p >= 2 && (p[1] & 0xC0u) == 0x80u) {
-            /* Two bytes: always well formed once the lead is C2..DF. */
+        run = p;
+        /* Runs of two-byte characters (Latin, Greek, Cyrillic ...) without returning to the
+         * ASCII test between them. The lead C2..DF with a continuation byte is always well
+         * formed. */
+        while (end - p >= 2 && *p >= 0xC2 && *p <= 0xDF && (p[1] & 0xC0u) == 0x80u) {
             c = flat_map[((p[0] & 0x1Fu) << 6) | (p[1] & 0x3Fu)];
             p += 2;
-        } else {
-            c = utf8_decode(&p, end, &malformed);
-            if (c < kFlatLimit) {
-                c = flat_map[c];
-            } else if (c < 0x10000) {
-                c = map((uint16_t)c);
-            }
-        }
-        if (c < 0x800) {
-            if (c < 0x80) {
-                out[length++] = (unsigned char)c;
-            } else {
+            if (c >= 0x80 && c < 0x800) {
                 out[length] = (unsigned char)(0xC0 | (c >> 6));
                 out[length + 1] = (unsigned char)(0x80 | (c & 0x3F));
                 length += 2;
+            } else {
+                length += utf8_put(out + length, c);
             }
-        } else {
-            length += utf8_put(out + length, c);
         }
+        /* Likewise runs of three-byte characters (the rest of the plane: CJK, Georgian ...),
+         * well formed unless overlong or a surrogate. */
+        while (end - p >= 3 && *p >= 0xE0 && *p <= 0xEF && (p[1] & 0xC0u) == 0x80u &&
+               (p[2] & 0xC0u) == 0x80u) {
+            c = ((p[0] & 0x0Fu) << 12) | ((p[1] & 0x3Fu) << 6) | (p[2] & 0x3Fu);
+            if (c < 0x800 || (c >= 0xD800 && c <= 0xDFFF)) {
+                break;
+            }
+            p += 3;
+            length += utf8_put(out + length, map((uint16_t)c));
+        }
+        if (p != run) {
+            continue;
+        }
+        /* Anything else (four bytes, or malformed) goes through the full decoder. */
+        c = utf8_decode(&p, end, &malformed);
+        if (c < kFlatLimit) {
+            c = flat_map[c];
+        } else if (c < 0x10000) {
+            c = map((uint16_t)c);
+        }
+        length += utf8_put(out + length, c);
     }
     while (p < end && !malformed) { /* after a zero: copied, still checked */
         const unsigned char* from = p;
@@ -688,31 +725,43 @@ static void unaccent_function(sqlite3_context* context, int argc, sqlite3_value*
     sqlite3_result_text16(context, out, (int)(length * sizeof *out), sqlite3_free);
 }
 
-/* The UTF-8 entries of fold, lower, upper, title and unaccent: SQLite picks them in a
- * UTF-8 database, where they skip the UTF-16 round trip for valid text. */
-static void case_function_for_utf8(sqlite3_context* context, int argc, sqlite3_value** argv) {
-    const case_mapping* mapping = sqlite3_user_data(context);
-    const unsigned char* text = text8_argument(context, argc, argv);
+/* The UTF-8 entries of fold, lower, upper and title: SQLite picks them in a UTF-8
+ * database, where they skip the UTF-16 round trip for valid text. One entry per mapping,
+ * so that each loop inlines its own table lookup and a row pays no dispatch on the user
+ * data. The flat tables are filled by sqlite3_unicode_init before any of these can be
+ * registered, so the rows do not ask for them again. */
+static inline __attribute__((always_inline)) void case_function_for_utf8(
+    sqlite3_context* context, int argc, sqlite3_value** argv, uint16_t (*map)(uint16_t),
+    const uint16_t* flat_map, int to_upper) {
+    const unsigned char* text = argc < 1 ? NULL : sqlite3_value_text(argv[0]);
     if (text == NULL) {
+        /* NULL, or a conversion that failed: text8_argument tells which. */
+        if (argc >= 1 && sqlite3_value_type(argv[0]) != SQLITE_NULL) {
+            (void)text8_argument(context, argc, argv);
+        }
         return;
     }
-    {
-        const size_t bytes = (size_t)sqlite3_value_bytes(argv[0]);
-        const flat_tables* t = flat_tables_ready();
-        /* One call site per mapping, so that each loop inlines its table lookup. */
-        const int done =
-            mapping == &kFold
-                ? case_function_utf8(context, text, bytes, sqlite3_unicode_fold, t->fold, 0)
-            : mapping == &kLower
-                ? case_function_utf8(context, text, bytes, sqlite3_unicode_lower, t->lower, 0)
-            : mapping == &kUpper
-                ? case_function_utf8(context, text, bytes, sqlite3_unicode_upper, t->upper, 1)
-                : case_function_utf8(context, text, bytes, sqlite3_unicode_title, t->title, 1);
-        if (done) {
-            return;
-        }
+    if (case_function_utf8(context, text, (size_t)sqlite3_value_bytes(argv[0]), map, flat_map,
+                           to_upper)) {
+        return;
     }
     case_function(context, argc, argv);
+}
+
+static void fold_function_for_utf8(sqlite3_context* context, int argc, sqlite3_value** argv) {
+    case_function_for_utf8(context, argc, argv, fold_unit, flat.fold, 0);
+}
+
+static void lower_function_for_utf8(sqlite3_context* context, int argc, sqlite3_value** argv) {
+    case_function_for_utf8(context, argc, argv, lower_unit, flat.lower, 0);
+}
+
+static void upper_function_for_utf8(sqlite3_context* context, int argc, sqlite3_value** argv) {
+    case_function_for_utf8(context, argc, argv, upper_unit, flat.upper, 1);
+}
+
+static void title_function_for_utf8(sqlite3_context* context, int argc, sqlite3_value** argv) {
+    case_function_for_utf8(context, argc, argv, title_unit, flat.title, 1);
 }
 
 static void unaccent_function_for_utf8(sqlite3_context* context, int argc, sqlite3_value** argv) {
@@ -830,10 +879,10 @@ static const function_row kFunctions[] = {
 
 /* Registered after the table above, replacing its UTF-8 entries only. */
 static const function_row kUtf8Functions[] = {
-    {"fold", 1, &kFold, case_function_for_utf8},
-    {"lower", 1, &kLower, case_function_for_utf8},
-    {"upper", 1, &kUpper, case_function_for_utf8},
-    {"title", 1, &kTitle, case_function_for_utf8},
+    {"fold", 1, &kFold, fold_function_for_utf8},
+    {"lower", 1, &kLower, lower_function_for_utf8},
+    {"upper", 1, &kUpper, upper_function_for_utf8},
+    {"title", 1, &kTitle, title_function_for_utf8},
     {"unaccent", 1, NULL, unaccent_function_for_utf8},
 };
 

@@ -95,6 +95,32 @@ TEST(VLJsonStreamWriter, NumbersUsePercentGForDoubles) {
     EXPECT_EQ(written(Array{std::numeric_limits<std::int64_t>::min()}), "[-9223372036854775808]");
 }
 
+// A decimal is written as its description, whether its text is copied (already in that
+// form) or rebuilt.
+TEST(VLJsonStreamWriter, DecimalsAreWrittenAsTheirDescription) {
+    const char* texts[] = {"-65.613616999999977",
+                           "0.0123",
+                           "-0.5",
+                           "1.50",
+                           "-0.0",
+                           "+12.25",
+                           "1e5",
+                           "0012.5",
+                           "123456789012",
+                           "10.05",
+                           "100000000000000000000",
+                           "1200000000000000000000000000000000000000000000000",
+                           "0.000"};
+    for (const char* text : texts) {
+        const Value decimal = Value::decimal(text);
+        ASSERT_TRUE(decimal.isNumber()) << text;
+        EXPECT_EQ(written(Array{decimal}), "[" + decimal.asDecimal()->description() + "]") << text;
+    }
+    EXPECT_EQ(written(Array{Value::decimal("1.50"), Value::decimal("-0.0"),
+                            Value::decimal("-65.613616999999977")}),
+              "[1.5,0,-65.613616999999977]");
+}
+
 TEST(VLJsonStreamWriter, ErrorTexts) {
     struct Case {
         Value value;

@@ -62,6 +62,13 @@ TEST_F(Sqlite3UnicodeTest, CaseFunctionsKeepTheLength) {
             // a truncated sequence keeps the bits it has).
             {"SELECT hex(fold(CAST(x'41ff42' AS TEXT))), hex(unaccent(CAST(x'c3a9e282' AS TEXT)))",
              {"61EFBFBD62|65C282"}},
+            // The same inside an eight-byte word after ASCII letters, and after a run of
+            // three-byte characters (an encoded surrogate); mixed scripts in one word.
+            {"SELECT hex(upper('abcdef' || char(0) || 'gh')), "
+             "hex(lower(CAST(x'414243444546ff4748494a4b4c4d4e4f' AS TEXT))), "
+             "hex(lower(CAST(x'e4b88beda080' AS TEXT))), lower('ÀBCDEFGHΣΑΣ下ႠX')",
+             {"414243444546006768|616263646566EFBFBD6768696A6B6C6D6E6F|E4B88BEFBFBD|"
+              "àbcdefghσασ下ⴀx"}},
         });
 }
 

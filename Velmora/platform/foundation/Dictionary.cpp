@@ -17,8 +17,9 @@ std::size_t mix(std::size_t h) {
 
 // A cheap stand-in for the hash while a dictionary is small: equal keys get equal tags, and
 // strings (most keys) are tagged from their length and their first and last eight bytes
-// instead of being hashed whole.
-std::uint32_t smallTag(const Value& key) {
+// instead of being hashed whole. Short strings are read with at most two overlapping
+// loads rather than a byte at a time: the tag is taken on every set and every lookup.
+inline std::uint32_t smallTag(const Value& key) {
     const std::string* text = key.asString();
     if (text == nullptr) {
         return static_cast<std::uint32_t>(mix(key.hash()));
@@ -30,13 +31,44 @@ std::uint32_t smallTag(const Value& key) {
     if (size >= 8) {
         std::memcpy(&head, bytes, 8);
         std::memcpy(&tail, bytes + size - 8, 8);
-    } else {
-        for (std::size_t i = 0; i < size; ++i) {
-            head = (head << 8) | static_cast<unsigned char>(bytes[i]);
-        }
+    } else if (size >= 4) {
+        std::uint32_t first = 0;
+        std::uint32_t last = 0;
+        std::memcpy(&first, bytes, 4);
+        std::memcpy(&last, bytes + size - 4, 4);
+        head = first;
+        tail = static_cast<std::uint64_t>(last) << 1;
+    } else if (size > 0) {
+        head = static_cast<unsigned char>(bytes[0]) |
+               static_cast<std::uint64_t>(static_cast<unsigned char>(bytes[size / 2])) << 8 |
+               static_cast<std::uint64_t>(static_cast<unsigned char>(bytes[size - 1])) << 16;
     }
     const std::uint64_t folded = head ^ (tail >> 1) ^ (static_cast<std::uint64_t>(size) << 56);
     return static_cast<std::uint32_t>(folded ^ (folded >> 32));
+}
+
+// Key equality as the small form checks it once the tags agree: strings by their bytes
+// here, every other kind by Value's equality.
+inline bool sameKey(const Value& entryKey, const Value& key, const std::string* text) {
+    const std::string* entryText = entryKey.asString();
+    if (text != nullptr && entryText != nullptr) {
+        return text->size() == entryText->size() &&
+               std::memcmp(text->data(), entryText->data(), text->size()) == 0;
+    }
+    return entryKey.isEqual(key);
+}
+
+// The position of key in a small dictionary's entries, or SIZE_MAX.
+inline std::size_t findSmall(const std::vector<Dictionary::Entry>& entries,
+                             const std::uint32_t* tags, const Value& key, std::uint32_t tag) {
+    const std::string* text = key.asString();
+    const std::size_t count = entries.size();
+    for (std::size_t i = 0; i < count; ++i) {
+        if (tags[i] == tag && sameKey(entries[i].key, key, text)) {
+            return i;
+        }
+    }
+    return SIZE_MAX;
 }
 
 }  // namespace
@@ -56,23 +88,8 @@ void Dictionary::reserve(std::size_t count) {
 }
 
 std::size_t Dictionary::findPosition(const Value& key) const {
-    return slots_.empty() ? findSmall(key, smallTag(key)) : findIndexed(key, key.hash());
-}
-
-std::size_t Dictionary::findSmall(const Value& key, std::uint32_t tag) const {
-    const std::string* text = key.asString();
-    for (std::size_t i = 0; i < entries_.size(); ++i) {
-        if (tags_[i] != tag) {
-            continue;
-        }
-        // Strings compared here, everything else by Value's equality.
-        const std::string* entryText = entries_[i].key.asString();
-        if (text != nullptr && entryText != nullptr ? *text == *entryText
-                                                    : entries_[i].key.isEqual(key)) {
-            return i;
-        }
-    }
-    return kNoPosition;
+    return slots_.empty() ? findSmall(entries_, tags_.data(), key, smallTag(key))
+                          : findIndexed(key, key.hash());
 }
 
 std::size_t Dictionary::findIndexed(const Value& key, std::size_t hash) const {
@@ -89,7 +106,9 @@ std::size_t Dictionary::findIndexed(const Value& key, std::size_t hash) const {
 }
 
 const Value* Dictionary::find(const Value& key) const {
-    const std::size_t position = findPosition(key);
+    const std::size_t position = slots_.empty()
+                                     ? findSmall(entries_, tags_.data(), key, smallTag(key))
+                                     : findIndexed(key, key.hash());
     return position == kNoPosition ? nullptr : &entries_[position].value;
 }
 
@@ -108,9 +127,18 @@ void Dictionary::set(const Value& key, Value value) {
     }
     if (slots_.empty()) {
         const std::uint32_t tag = smallTag(key);
-        const std::size_t position = findSmall(key, tag);
+        const std::size_t position = findSmall(entries_, tags_.data(), key, tag);
         if (position != kNoPosition) {
             entries_[position].value = std::move(value);
+            return;
+        }
+        if (entries_.size() < kIndexThreshold) {
+            // Built in place: no temporaries of the key or value to move from and destroy.
+            if (entries_.capacity() == 0) {
+                entries_.reserve(kInitialCapacity);
+            }
+            tags_[entries_.size()] = tag;
+            entries_.emplace_back(key, std::move(value));
             return;
         }
         append(key, std::move(value), tag);

@@ -68,7 +68,6 @@ class Dictionary {
     static constexpr std::size_t kNoPosition = SIZE_MAX;
 
     std::size_t findPosition(const Value& key) const;
-    std::size_t findSmall(const Value& key, std::uint32_t tag) const;
     // REQUIRES: indexed (more than kIndexThreshold entries).
     std::size_t findIndexed(const Value& key, std::size_t hash) const;
     // Appends a new key while small; turns indexed when it grows past the threshold.
