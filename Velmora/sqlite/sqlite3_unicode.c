@@ -44,6 +44,7 @@ SQLITE_EXTENSION_INIT1
 #endif
 
 #include <pthread.h>
+#include <stdatomic.h>
 #include <stddef.h>
 #include <stdint.h>
 #include <string.h>
@@ -147,11 +148,26 @@ typedef struct flat_tables {
     uint16_t upper[kFlatLimit];
     uint16_t title[kFlatLimit];
     uint16_t reduced[kFlatLimit];
-    uint8_t unaccented[kFlatLimit]; /* 1: unaccent changes the character */
+    /* What unaccent does to the character: kKept, kFlatBytes (its unaccented form is the
+     * unaccented_length[c] bytes of unaccented_bytes[c]) or kLookUp (longer than four
+     * bytes: looked up in the generated tables). */
+    uint8_t unaccented[kFlatLimit];
+    uint8_t unaccented_length[kFlatLimit];
+    unsigned char unaccented_bytes[kFlatLimit][4];
+    /* 1: unaccent keeps every character of the block of the plane (CJK, Georgian ...). */
+    uint8_t unaccent_keeps_block[0x10000 / UNACCENT_WIDTH];
 } flat_tables;
+
+enum { kKept = 0, kFlatBytes = 1, kLookUp = 2 };
 
 static flat_tables flat;
 static pthread_once_t flat_once = PTHREAD_ONCE_INIT;
+/* Set once the tables are filled: every collation call and row checks it, and a relaxed
+ * check with an acquire load is cheaper than a call into pthread_once each time. */
+static atomic_int flat_filled;
+
+static size_t utf8_put(unsigned char* out, uint32_t c);
+static size_t put_units(unsigned char* out, const uint16_t* values, int n);
 
 static void fill_flat_tables(void) {
     unsigned c;
@@ -165,12 +181,35 @@ static void fill_flat_tables(void) {
         flat.title[c] = title_unit(unit);
         flat.reduced[c] = (uint16_t)reduced(c);
         sqlite3_unicode_unacc(unit, &values, &n);
-        flat.unaccented[c] = c >= 0x80 && !(n == 1 && values[0] == kIdentity);
+        flat.unaccented[c] = kKept;
+        if (c >= 0x80 && !(n == 1 && values[0] == kIdentity)) {
+            unsigned char bytes[4 * 8];
+            const size_t length = n <= 8 ? put_units(bytes, values, n) : sizeof bytes + 1;
+            flat.unaccented[c] = length <= 4 ? kFlatBytes : kLookUp;
+            if (length <= 4) {
+                memcpy(flat.unaccented_bytes[c], bytes, length);
+                flat.unaccented_length[c] = (uint8_t)length;
+            }
+        }
     }
+    for (c = 0; c < 0x10000; c += UNACCENT_WIDTH) {
+        unsigned k;
+        int keeps = 1;
+        for (k = c; k < c + UNACCENT_WIDTH && keeps; ++k) {
+            const uint16_t* values;
+            int n;
+            sqlite3_unicode_unacc((uint16_t)k, &values, &n);
+            keeps = n == 1 && values[0] == kIdentity;
+        }
+        flat.unaccent_keeps_block[c / UNACCENT_WIDTH] = (uint8_t)keeps;
+    }
+    atomic_store_explicit(&flat_filled, 1, memory_order_release);
 }
 
 static const flat_tables* flat_tables_ready(void) {
-    pthread_once(&flat_once, fill_flat_tables);
+    if (!atomic_load_explicit(&flat_filled, memory_order_acquire)) {
+        pthread_once(&flat_once, fill_flat_tables);
+    }
     return &flat;
 }
 
@@ -270,6 +309,20 @@ static size_t utf8_put(unsigned char* out, uint32_t c) {
     out[2] = (unsigned char)(0x80 | ((c >> 6) & 0x3F));
     out[3] = (unsigned char)(0x80 | (c & 0x3F));
     return 4;
+}
+
+/* Writes UTF-16 units (a surrogate pair as one character) as UTF-8; answers the bytes. */
+static size_t put_units(unsigned char* out, const uint16_t* values, int n) {
+    size_t length = 0;
+    int i;
+    for (i = 0; i < n; ++i) {
+        uint32_t unit = values[i];
+        if (unit >= 0xD800 && unit <= 0xDBFF && i + 1 < n) { /* a pair: one character */
+            unit = 0x10000 + ((unit - 0xD800) << 10) + (values[++i] - 0xDC00u);
+        }
+        length += utf8_put(out + length, unit);
+    }
+    return length;
 }
 
 /* SQLite hands text out zero-terminated and its own LIKE ends a text at the first zero
@@ -570,18 +623,40 @@ static int unaccent_utf8(sqlite3_context* context, const unsigned char* text, si
         const uint16_t* values = NULL;
         uint32_t c;
         int n = 1;
-        int i;
         if (end - p >= 8) {
+            /* The non-zero ASCII bytes before the first other one: unaccent keeps them. (The
+             * zero test's lowest flagged byte is exact; only bytes above a zero can be
+             * flagged wrongly.) */
             const uint64_t v = load8(p);
-            if ((v & kHighBits) == 0 && ((v - kOnes) & ~v & kHighBits) == 0) {
-                /* Eight ASCII bytes, none zero: unaccent keeps them. */
+            const uint64_t stops = (v & kHighBits) | ((v - kOnes) & ~v & kHighBits);
+            const size_t kept = stops == 0 ? 8 : (size_t)__builtin_ctzll(stops) / 8;
+            if (kept > 0) {
                 if (!reserve_result(&out, &capacity, stack, length, length + 8)) {
                     sqlite3_result_error_nomem(context);
                     return 1;
                 }
                 memcpy(out + length, p, 8);
-                length += 8;
-                p += 8;
+                length += kept;
+                p += kept;
+                continue;
+            }
+        }
+        if (mapping && end - p >= 2 && p[0] >= 0xC2 && p[0] <= 0xDF && (p[1] & 0xC0) == 0x80) {
+            /* A well-formed two-byte character: its result is in the flat tables. */
+            c = ((uint32_t)(p[0] & 0x1F) << 6) | (p[1] & 0x3Fu);
+            if (t->unaccented[c] != kLookUp) {
+                if (!reserve_result(&out, &capacity, stack, length, length + 4)) {
+                    sqlite3_result_error_nomem(context);
+                    return 1;
+                }
+                if (t->unaccented[c] == kKept) {
+                    memcpy(out + length, p, 2);
+                    length += 2;
+                } else {
+                    memcpy(out + length, t->unaccented_bytes[c], 4);
+                    length += t->unaccented_length[c];
+                }
+                p += 2;
                 continue;
             }
         }
@@ -591,7 +666,8 @@ static int unaccent_utf8(sqlite3_context* context, const unsigned char* text, si
             return 0;
         }
         mapping = mapping && c != 0;
-        if (mapping && c >= 0x80 && c <= 0xFFFF && (c >= kFlatLimit || t->unaccented[c])) {
+        if (mapping && c >= 0x80 && c <= 0xFFFF &&
+            (c >= kFlatLimit ? !t->unaccent_keeps_block[c / UNACCENT_WIDTH] : t->unaccented[c])) {
             sqlite3_unicode_unacc((uint16_t)c, &values, &n);
         }
         if (values == NULL || (n == 1 && values[0] == kIdentity)) {
@@ -607,13 +683,7 @@ static int unaccent_utf8(sqlite3_context* context, const unsigned char* text, si
             sqlite3_result_error_nomem(context);
             return 1;
         }
-        for (i = 0; i < n; ++i) {
-            uint32_t unit = values[i];
-            if (unit >= 0xD800 && unit <= 0xDBFF && i + 1 < n) { /* a pair: one character */
-                unit = 0x10000 + ((unit - 0xD800) << 10) + (values[++i] - 0xDC00u);
-            }
-            length += utf8_put(out + length, unit);
-        }
+        length += put_units(out + length, values, n);
     }
     set_result(context, out, stack, length);
     return 1;

@@ -58,10 +58,14 @@ TEST_F(Sqlite3UnicodeTest, CaseFunctionsKeepTheLength) {
             // Mapping stops at an embedded zero unit and keeps what follows it.
             {"SELECT hex(upper('ab' || char(0) || 'cd')), hex(unaccent('é' || char(0) || 'é'))",
              {"4142006364|6500C3A9"}},
+            {"SELECT hex(unaccent('abcdé' || char(0) || 'éfghijkl'))",
+             {"616263646500C3A966676869"
+              "6A6B6C"}},
             // Malformed UTF-8 reads as SQLite reads it into UTF-16 (a stray byte is U+FFFD,
             // a truncated sequence keeps the bits it has).
             {"SELECT hex(fold(CAST(x'41ff42' AS TEXT))), hex(unaccent(CAST(x'c3a9e282' AS TEXT)))",
              {"61EFBFBD62|65C282"}},
+            {"SELECT hex(unaccent(CAST(x'6162636465c3a9e282' AS TEXT)))", {"616263646565C282"}},
             // The same inside an eight-byte word after ASCII letters, and after a run of
             // three-byte characters (an encoded surrogate); mixed scripts in one word.
             {"SELECT hex(upper('abcdef' || char(0) || 'gh')), "
