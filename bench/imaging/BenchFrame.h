@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include <GLES2/gl2.h>
 #include <benchmark/benchmark.h>
 #include <time.h>
 
@@ -45,6 +46,17 @@ inline Image makeFrame() {
 // this radius, so that every case does the same work.
 inline unsigned blurSampleRadius(double sigma) {
     return sigma == 2.0 ? 4u : GLImageGaussianBlurFilter::sampleRadiusForSigma(sigma);
+}
+
+// Attributes 0 (position) and 1 (inputTextureCoordinate) of a quad covering the frame,
+// from client memory, as the pipeline's programs read them.
+inline void useFullFrameQuad() {
+    static const GLfloat vertices[] = {-1, -1, 1, -1, -1, 1, 1, 1};
+    static const GLfloat coordinates[] = {0, 0, 1, 0, 0, 1, 1, 1};
+    glEnableVertexAttribArray(0);
+    glEnableVertexAttribArray(1);
+    glVertexAttribPointer(0, 2, GL_FLOAT, GL_FALSE, 0, vertices);
+    glVertexAttribPointer(1, 2, GL_FLOAT, GL_FALSE, 0, coordinates);
 }
 
 inline bool skipWithoutEgl(benchmark::State& state) {

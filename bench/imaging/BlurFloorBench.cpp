@@ -72,6 +72,18 @@ struct PlainGLFrame {
     GLFramebufferObject framebuffers[2];
     std::vector<std::uint8_t> pixels = std::vector<std::uint8_t>(kPixels * 4);
 
+    // Opens the frame, or marks the benchmark skipped and answers false.
+    bool openOrSkip(benchmark::State& state) {
+        if (bench::skipWithoutEgl(state)) {
+            return false;
+        }
+        if (!open()) {
+            state.SkipWithError("no context");
+            return false;
+        }
+        return true;
+    }
+
     bool open() {
         context = EglContext::create();
         if (!context || !context->makeCurrent()) {
@@ -86,12 +98,7 @@ struct PlainGLFrame {
             glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D,
                                    targets[i].name(), 0);
         }
-        static const GLfloat vertices[] = {-1, -1, 1, -1, -1, 1, 1, 1};
-        static const GLfloat coordinates[] = {0, 0, 1, 0, 0, 1, 1, 1};
-        glEnableVertexAttribArray(0);
-        glEnableVertexAttribArray(1);
-        glVertexAttribPointer(0, 2, GL_FLOAT, GL_FALSE, 0, vertices);
-        glVertexAttribPointer(1, 2, GL_FLOAT, GL_FALSE, 0, coordinates);
+        bench::useFullFrameQuad();
         glViewport(0, 0, kWidth, kHeight);
         glActiveTexture(GL_TEXTURE2);
         return true;
@@ -127,12 +134,8 @@ std::string rendererLabel() {
 }
 
 void BM_Blur_PlainGL(benchmark::State& state) {
-    if (bench::skipWithoutEgl(state)) {
-        return;
-    }
     PlainGLFrame frame;
-    if (!frame.open()) {
-        state.SkipWithError("no context");
+    if (!frame.openOrSkip(state)) {
         return;
     }
     const double sigma = static_cast<double>(state.range(0));
@@ -189,12 +192,8 @@ std::string tapShader(int taps) {
 }
 
 void BM_PlainGL_BilinearTaps(benchmark::State& state) {
-    if (bench::skipWithoutEgl(state)) {
-        return;
-    }
     PlainGLFrame frame;
-    if (!frame.open()) {
-        state.SkipWithError("no context");
+    if (!frame.openOrSkip(state)) {
         return;
     }
     const int taps = static_cast<int>(state.range(0));

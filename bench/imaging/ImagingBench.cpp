@@ -115,12 +115,7 @@ void BM_PlainGL_DrawAndReadPixels_1080p(benchmark::State& state) {
         glLinkProgram(program.name());
         glUseProgram(program.name());
         glUniform1i(glGetUniformLocation(program.name(), "inputImageTexture"), 2);
-        static const GLfloat vertices[] = {-1, -1, 1, -1, -1, 1, 1, 1};
-        static const GLfloat coordinates[] = {0, 0, 1, 0, 0, 1, 1, 1};
-        glEnableVertexAttribArray(0);
-        glEnableVertexAttribArray(1);
-        glVertexAttribPointer(0, 2, GL_FLOAT, GL_FALSE, 0, vertices);
-        glVertexAttribPointer(1, 2, GL_FLOAT, GL_FALSE, 0, coordinates);
+        bench::useFullFrameQuad();
         glActiveTexture(GL_TEXTURE2);
         glBindTexture(GL_TEXTURE_2D, input.name());
         glViewport(0, 0, kWidth, kHeight);
