@@ -10,7 +10,9 @@
 #include <thread>
 #include <vector>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -169,15 +171,23 @@ TEST_F(MultiProcessTest, AMessagePassesThroughEachSessionTransitToAListeningProc
 TEST_F(MultiProcessTest, ConcurrentPostersFromSeveralProcessesLoseNoNotification) {
     constexpr int kPosters = 4;
     constexpr int kPostsEach = 250;
-    std::atomic<int> received{0};
-    auto observation = SystemNotificationCenter::shared().addObserver(
-        "busy", [&](const std::string&) { ++received; });
-    ASSERT_TRUE(observation);
+    // The posters are forked before this process starts a thread (the observation below
+    // starts the centre's), and wait for the pipe to close. A child of a multithreaded
+    // process may only make async-signal-safe calls, and posting allocates: under
+    // AddressSanitizer a child sometimes stopped for good on an allocator lock that
+    // another thread held at the fork.
+    int go[2];
+    ASSERT_EQ(::pipe2(go, O_CLOEXEC), 0);
     std::vector<pid_t> posters;
     for (int i = 0; i < kPosters; ++i) {
         const pid_t pid = ::fork();
         ASSERT_GE(pid, 0);
         if (pid == 0) {
+            ::close(go[1]);
+            pollfd start{go[0], POLLIN, 0};
+            if (::poll(&start, 1, 20'000) != 1) {
+                ::_exit(2);
+            }
             // The child only posts: open, append a byte, close.
             int failures = 0;
             for (int n = 0; n < kPostsEach; ++n) {
@@ -187,6 +197,12 @@ TEST_F(MultiProcessTest, ConcurrentPostersFromSeveralProcessesLoseNoNotification
         }
         posters.push_back(pid);
     }
+    ::close(go[0]);
+    std::atomic<int> received{0};
+    auto observation = SystemNotificationCenter::shared().addObserver(
+        "busy", [&](const std::string&) { ++received; });
+    ::close(go[1]);  // the posters start
+    ASSERT_TRUE(observation);
     const auto deadline = std::chrono::steady_clock::now() + kLimit;
     for (const pid_t pid : posters) {
         int status = -1;
