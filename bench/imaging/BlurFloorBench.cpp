@@ -84,6 +84,19 @@ struct PlainGLFrame {
         return true;
     }
 
+    // Makes a linked program current, reading the frame's texture unit; otherwise marks
+    // the benchmark skipped, closes the frame and answers false.
+    bool useProgramOrSkip(GLuint program, benchmark::State& state, const char* why) {
+        if (program == 0) {
+            state.SkipWithError(why);
+            close();
+            return false;
+        }
+        glUseProgram(program);
+        glUniform1i(glGetUniformLocation(program, "inputImageTexture"), 2);
+        return true;
+    }
+
     bool open() {
         context = EglContext::create();
         if (!context || !context->makeCurrent()) {
@@ -144,13 +157,9 @@ void BM_Blur_PlainGL(benchmark::State& state) {
     const GLuint program = compiledProgram(
         owner, GLImageGaussianBlurFilter::vertexShaderForOptimizedBlurOfRadius(radius, sigma),
         GLImageGaussianBlurFilter::fragmentShaderForOptimizedBlurOfRadius(radius, sigma));
-    if (program == 0) {
-        state.SkipWithError("the generated program did not link");
-        frame.close();
+    if (!frame.useProgramOrSkip(program, state, "the generated program did not link")) {
         return;
     }
-    glUseProgram(program);
-    glUniform1i(glGetUniformLocation(program, "inputImageTexture"), 2);
     const GLint width = glGetUniformLocation(program, "texelWidthOffset");
     const GLint height = glGetUniformLocation(program, "texelHeightOffset");
     auto blurOnce = [&] {
@@ -204,13 +213,9 @@ void BM_PlainGL_BilinearTaps(benchmark::State& state) {
                         "vec2 textureCoordinate; void main() { gl_Position = position; "
                         "textureCoordinate = inputTextureCoordinate.xy; }",
                         tapShader(taps));
-    if (program == 0) {
-        state.SkipWithError("the tap program did not link");
-        frame.close();
+    if (!frame.useProgramOrSkip(program, state, "the tap program did not link")) {
         return;
     }
-    glUseProgram(program);
-    glUniform1i(glGetUniformLocation(program, "inputImageTexture"), 2);
     glUniform1f(glGetUniformLocation(program, "texelWidthOffset"), 1.0f / kWidth);
     frame.pass(frame.input.name(), 0);
     std::uint64_t checksum = frame.readBack(0);  // untimed: the first draw compiles
