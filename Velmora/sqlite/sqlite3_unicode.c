@@ -852,7 +852,14 @@ static uint16_t unit_at(const unsigned char* text, size_t i) {
 
 /* What NOCASE compares, by table for the characters below U+0800. */
 static int reduced_fast(const flat_tables* t, uint32_t c) {
-    return (int)(c < kFlatLimit ? t->reduced[c] : reduced(c));
+    if (c < kFlatLimit) {
+        return t->reduced[c];
+    }
+    /* CJK, Georgian and the other blocks unaccent leaves alone: only the fold remains. */
+    if (c <= 0xFFFF && t->unaccent_keeps_block[c / UNACCENT_WIDTH]) {
+        return fold_unit((uint16_t)c);
+    }
+    return (int)reduced(c);
 }
 
 /* Identical bytes decode to identical characters, so the UTF-8 comparison skips the
@@ -866,11 +873,29 @@ static int collate_utf8(const flat_tables* t, const unsigned char* a, int length
     const unsigned char* const a_end = a + length1;
     const unsigned char* const b_end = b + length2;
     size_t same = 0;
-    while (same + 8 <= shorter && load8(a + same) == load8(b + same)) {
-        same += 8;
+    for (;;) {
+        if (same + 8 <= shorter) {
+            const uint64_t differing = load8(a + same) ^ load8(b + same);
+            if (differing == 0) {
+                same += 8;
+                continue;
+            }
+            same += (size_t)__builtin_ctzll(differing) / 8;
+        } else {
+            while (same < shorter && a[same] == b[same]) {
+                ++same;
+            }
+        }
+        break;
     }
-    while (same < shorter && a[same] == b[same]) {
-        ++same;
+    /* Both first differing bytes ASCII: each starts a character after identical ones, and
+     * most pairs a sort compares are decided right there. */
+    if (same < shorter && a[same] < 0x80 && b[same] < 0x80) {
+        const int ra = t->reduced[a[same]];
+        const int rb = t->reduced[b[same]];
+        if (ra != rb) {
+            return ra - rb;
+        }
     }
     if (same > 0) {
         size_t start = same - 1;
