@@ -15,7 +15,7 @@ struct VLMUndoGroup::PerformFrame {
     VLMUndoGroup* group;  // nullptr once the group is destroyed during the perform
     PerformFrame* outer;
     bool copied = false;
-    std::vector<VLMUndoTaskRef> list;  // the group's list as it was, once copied
+    UndoTaskList list;  // the group's list as it was, once copied
 
     explicit PerformFrame(VLMUndoGroup& performed)
         : group(&performed), outer(performed.performs_.innermost) {
@@ -29,8 +29,23 @@ struct VLMUndoGroup::PerformFrame {
     PerformFrame(const PerformFrame&) = delete;
     PerformFrame& operator=(const PerformFrame&) = delete;
 
-    const std::vector<VLMUndoTaskRef>& tasks() const { return copied ? list : group->tasks_; }
+    std::span<const VLMUndoTaskRef> tasks() const {
+        return copied ? list.view() : group->tasks_.view();
+    }
 };
+
+namespace {
+
+const std::string kNoActionName;
+const Value kNoExtraData;
+
+}  // namespace
+
+VLMUndoGroup::VLMUndoGroup(Value extraData) {
+    if (!extraData.isNil()) {
+        labels_.getOrMake().extraData = std::move(extraData);
+    }
+}
 
 VLMUndoGroup::~VLMUndoGroup() {
     keepListForPerforms();
@@ -57,20 +72,22 @@ void VLMUndoGroup::addTask(VLMUndoTaskRef task) {
 }
 
 std::shared_ptr<VLMConcreteUndoTask> VLMUndoGroup::lastTaskIfConcrete() const {
-    const VLMConcreteUndoTask* call = tasks_.empty() ? nullptr : tasks_.back()->asConcreteTask();
+    const std::span<const VLMUndoTaskRef> tasks = tasks_.view();
+    const VLMConcreteUndoTask* call = tasks.empty() ? nullptr : tasks.back()->asConcreteTask();
     if (call == nullptr) {
         return nullptr;
     }
-    return {tasks_.back(), const_cast<VLMConcreteUndoTask*>(call)};
+    return {tasks.back(), const_cast<VLMConcreteUndoTask*>(call)};
 }
 
 std::vector<VLMUndoTaskRef> VLMUndoGroup::tasksWithTarget(
     const std::optional<ObjectRef>& target, const std::optional<Selector>& selector) const {
+    const std::span<const VLMUndoTaskRef> tasks = tasks_.view();
     if (!target && !selector) {
-        return tasks_;
+        return {tasks.begin(), tasks.end()};
     }
     std::vector<VLMUndoTaskRef> found;
-    for (const VLMUndoTaskRef& task : tasks_) {
+    for (const VLMUndoTaskRef& task : tasks) {
         const VLMConcreteUndoTask* call = task->asConcreteTask();
         if (call != nullptr && (!target || call->isTarget(*target)) &&
             (!selector || call->selector() == *selector)) {
@@ -81,7 +98,7 @@ std::vector<VLMUndoTaskRef> VLMUndoGroup::tasksWithTarget(
 }
 
 bool VLMUndoGroup::hasTask() const {
-    for (const VLMUndoTaskRef& task : tasks_) {
+    for (const VLMUndoTaskRef& task : tasks_.view()) {
         const VLMUndoGroup* group = task->asGroup();
         if (group == nullptr || group->hasTask()) {
             return true;
@@ -92,7 +109,7 @@ bool VLMUndoGroup::hasTask() const {
 
 void VLMUndoGroup::removeTasksWithTarget(const ObjectRef& target, const VLMUndoManager& manager) {
     keepListForPerforms();
-    std::erase_if(tasks_, [&](const VLMUndoTaskRef& task) {
+    tasks_.erase_if([&](const VLMUndoTaskRef& task) {
         if (auto* group = dynamic_cast<VLMUndoGroup*>(task.get())) {
             group->removeTasksWithTarget(target, manager);
             return group->tasks().empty() && group != manager.currentGroup().get();
@@ -108,7 +125,7 @@ void VLMUndoGroup::perform() {
     for (std::size_t index = tasks_.size(); index-- > 0;) {
         // Only assigning a whole group over this one while it performs can shorten the
         // list read here; its tasks beyond the new end are then skipped, never read past it.
-        const std::vector<VLMUndoTaskRef>& tasks = frame.tasks();
+        const std::span<const VLMUndoTaskRef> tasks = frame.tasks();
         if (index >= tasks.size()) {
             continue;
         }
@@ -125,9 +142,32 @@ void VLMUndoGroup::perform() {
     }
 }
 
+const std::string& VLMUndoGroup::actionName() const {
+    const Labels* labels = labels_.get();
+    return labels != nullptr ? labels->actionName : kNoActionName;
+}
+
+void VLMUndoGroup::setActionName(std::string name) {
+    // Undo and redo pass the undone group's name on to the new group, mostly an empty one.
+    if (!name.empty() || labels_.get() != nullptr) {
+        labels_.getOrMake().actionName = std::move(name);
+    }
+}
+
+const Value& VLMUndoGroup::extraData() const {
+    const Labels* labels = labels_.get();
+    return labels != nullptr ? labels->extraData : kNoExtraData;
+}
+
+void VLMUndoGroup::setExtraData(Value data) {
+    if (!data.isNil() || labels_.get() != nullptr) {
+        labels_.getOrMake().extraData = std::move(data);
+    }
+}
+
 std::string VLMUndoGroup::description() const {
-    return fmt::format("{} '{}' {} tasks: {}", Object::description(), actionName_, tasks_.size(),
-                       describeUndoTasks(tasks_));
+    return fmt::format("{} '{}' {} tasks: {}", Object::description(), actionName(), tasks_.size(),
+                       describeUndoTasks(tasks_.view()));
 }
 
 }  // namespace velmora

@@ -7,6 +7,7 @@
 #include "Velmora/platform/dispatch/RunLoop.h"
 #include "Velmora/platform/foundation/InternalInconsistencyException.h"
 #include "Velmora/platform/foundation/NotificationCenter.h"
+#include "Velmora/undo/RecordedCallUndoTask.h"
 
 namespace velmora {
 namespace {
@@ -63,7 +64,7 @@ void VLMUndoManager::beginUndoGrouping(Value extraData, bool useASingleGroup) {
         ignoreNextEndGrouping_ = true;
         return;
     }
-    auto group = std::make_shared<VLMUndoGroup>(std::move(extraData));
+    auto group = makePooled<VLMUndoGroup>(std::move(extraData));
     if (groupLevel_ > 0) {
         if (!openGroup_) {
             inconsistency(
@@ -154,8 +155,12 @@ void VLMUndoManager::registerUndoWithTarget(const ObjectRef& target, Selector se
             inconsistency(
                 "invalid (NULL) selector passed to registerUndoWithTarget:selector:object:");
         }
-        auto task = VLMConcreteUndoTask::make(target, selector, std::move(object));
-        task->setTarget(target, retainsTargets_);
+        Array arguments;
+        if (selector.argumentCount() > 0) {
+            arguments.push_back(std::move(object));
+        }
+        auto task = makePooled<RecordedCallUndoTask>(
+            VLMInvocation(nullptr, selector, std::move(arguments)), target, retainsTargets_);
         nextTarget_.reset();
         submit(std::move(task));
     }
@@ -184,9 +189,7 @@ void VLMUndoManager::record(VLMInvocation&& invocation) {
     if (!isUndoRegistrationEnabled()) {
         return;
     }
-    auto task = VLMConcreteUndoTask::make(std::move(invocation));
-    task->setTarget(target, retainsTargets_);
-    submit(std::move(task));
+    submit(makePooled<RecordedCallUndoTask>(std::move(invocation), target, retainsTargets_));
 }
 
 void VLMUndoManager::enableUndoRegistration() {

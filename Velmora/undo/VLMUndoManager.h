@@ -39,6 +39,8 @@
 
 #include "Velmora/platform/foundation/Date.h"
 #include "Velmora/platform/foundation/Notification.h"
+#include "Velmora/undo/LambdaUndoTask.h"
+#include "Velmora/undo/UndoBlockPool.h"
 #include "Velmora/undo/VLMUndoGroup.h"
 #include "Velmora/undo/VLMUndoManagerProxy.h"
 
@@ -217,6 +219,11 @@ class VLMUndoManager : public SelectorTarget {
         Count,
     };
 
+    // Groups and tasks come from the manager's pool: see UndoBlockPool.
+    template <class T, class... A>
+    std::shared_ptr<T> makePooled(A&&... arguments) {
+        return std::allocate_shared<T>(UndoBlockAllocator<T>(pool_), std::forward<A>(arguments)...);
+    }
     void conditionallyBeginUndoGrouping();
     // Records a task that is not nullptr.
     bool submit(VLMUndoTaskRef task);
@@ -232,6 +239,8 @@ class VLMUndoManager : public SelectorTarget {
     std::string menuTitle(bool available, std::string_view verb, std::string_view empty,
                           std::string_view name) const;
 
+    // First, so that it is let go of last: the stacks give their blocks back to it.
+    UndoBlockPool::Owner pool_;
     NotificationCenter& center_;  // the default centre, looked up once
     std::shared_ptr<VLMUndoManagerProxy> proxy_;
     Stack undoStack_;
@@ -265,11 +274,8 @@ bool VLMUndoManager::registerUndo(const std::shared_ptr<T>& target, F action, Se
     if (!isUndoRegistrationEnabled()) {
         return false;
     }
-    auto body = [action = std::move(action)](Object& object, std::span<const Value>) {
-        action(static_cast<T&>(object));
-    };
-    return submit(std::make_shared<VLMConcreteUndoTask>(target, retainsTargets_, name,
-                                                        VLMInvocation::Body(std::move(body))));
+    return submit(
+        makePooled<LambdaUndoTask<T, F>>(target, retainsTargets_, name, std::move(action)));
 }
 
 }  // namespace velmora
