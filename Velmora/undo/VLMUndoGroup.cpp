@@ -65,12 +65,6 @@ void VLMUndoGroup::copyListForPerforms() {
     }
 }
 
-void VLMUndoGroup::addTask(VLMUndoTaskRef task) {
-    keepListForPerforms();
-    task->setParentGroup(this);
-    tasks_.push_back(std::move(task));
-}
-
 std::shared_ptr<VLMConcreteUndoTask> VLMUndoGroup::lastTaskIfConcrete() const {
     const std::span<const VLMUndoTaskRef> tasks = tasks_.view();
     const VLMConcreteUndoTask* call = tasks.empty() ? nullptr : tasks.back()->asConcreteTask();
@@ -97,7 +91,7 @@ std::vector<VLMUndoTaskRef> VLMUndoGroup::tasksWithTarget(
     return found;
 }
 
-bool VLMUndoGroup::hasTask() const {
+bool VLMUndoGroup::hasTaskInGroups() const {
     for (const VLMUndoTaskRef& task : tasks_.view()) {
         const VLMUndoGroup* group = task->asGroup();
         if (group == nullptr || group->hasTask()) {
@@ -151,6 +145,17 @@ void VLMUndoGroup::setActionName(std::string name) {
     // Undo and redo pass the undone group's name on to the new group, mostly an empty one.
     if (!name.empty() || labels_.get() != nullptr) {
         labels_.getOrMake().actionName = std::move(name);
+    }
+}
+
+bool VLMUndoGroup::actionIsDiscardable() const {
+    const Labels* labels = labels_.get();
+    return labels != nullptr && labels->actionIsDiscardable;
+}
+
+void VLMUndoGroup::setActionIsDiscardable(bool discardable) {
+    if (discardable || labels_.get() != nullptr) {
+        labels_.getOrMake().actionIsDiscardable = discardable;
     }
 }
 

@@ -31,7 +31,11 @@ class VLMUndoGroup : public VLMUndoTask, public std::enable_shared_from_this<VLM
     ~VLMUndoGroup() override;
 
     // Takes the task and makes this group its parent.
-    void addTask(VLMUndoTaskRef task);
+    void addTask(VLMUndoTaskRef task) {
+        keepListForPerforms();
+        task->setParentGroup(this);
+        tasks_.push_back(std::move(task));
+    }
     // Valid until the group's tasks change.
     std::span<const VLMUndoTaskRef> tasks() const { return tasks_.view(); }
     std::shared_ptr<VLMConcreteUndoTask> lastTaskIfConcrete() const;
@@ -40,15 +44,18 @@ class VLMUndoGroup : public VLMUndoTask, public std::enable_shared_from_this<VLM
     std::vector<VLMUndoTaskRef> tasksWithTarget(const std::optional<ObjectRef>& target,
                                                 const std::optional<Selector>& selector) const;
     // A recorded call here or in a nested group.
-    bool hasTask() const;
+    bool hasTask() const {
+        const std::span<const VLMUndoTaskRef> tasks = tasks_.view();
+        return !tasks.empty() && (tasks.front()->asGroup() == nullptr || hasTaskInGroups());
+    }
     // Removes the recorded calls for target, here and in nested groups; a nested group
     // left empty goes too, unless it is the manager's open group.
     void removeTasksWithTarget(const ObjectRef& target, const VLMUndoManager& manager);
 
     const std::string& actionName() const;
     void setActionName(std::string name);
-    bool actionIsDiscardable() const { return actionIsDiscardable_; }
-    void setActionIsDiscardable(bool discardable) { actionIsDiscardable_ = discardable; }
+    bool actionIsDiscardable() const;
+    void setActionIsDiscardable(bool discardable);
     const Value& extraData() const;
     void setExtraData(Value data);
 
@@ -72,11 +79,12 @@ class VLMUndoGroup : public VLMUndoTask, public std::enable_shared_from_this<VLM
         ~PerformChain() = default;
         PerformFrame* innermost = nullptr;
     };
-    // The action name and extra data, which few groups have: kept apart so that a
-    // group of one change stays small. Copied with the group.
+    // What few groups have: kept apart so that a group of one change stays small. Copied
+    // with the group.
     struct Labels {
         std::string actionName;
         Value extraData;
+        bool actionIsDiscardable = false;
     };
     class LabelsHolder {
       public:
@@ -108,11 +116,12 @@ class VLMUndoGroup : public VLMUndoTask, public std::enable_shared_from_this<VLM
         }
     }
     void copyListForPerforms();
+    // hasTask when the first task is a group.
+    bool hasTaskInGroups() const;
 
     UndoTaskList tasks_;
     LabelsHolder labels_;
     PerformChain performs_;
-    bool actionIsDiscardable_ = false;
 };
 
 using VLMUndoGroupRef = std::shared_ptr<VLMUndoGroup>;

@@ -1,6 +1,7 @@
 #include "Velmora/undo/VLMUndoManager.h"
 
 #include <exception>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -14,6 +15,21 @@ namespace {
 
 // After everything else of a run-loop pass, so that the pass's own work is in the group.
 constexpr std::int64_t kEndOfEventOrder = 350000;
+
+// The names of VLMUndoManager::Plain, in its order.
+constexpr std::array<const char*, 10> kPlainNames{
+    NSUndoManagerDidOpenUndoGroupNotification,   VLMUndoManagerDidOpenUndoGroupNotification,
+    NSUndoManagerWillCloseUndoGroupNotification, NSUndoManagerDidCloseUndoGroupNotification,
+    VLMUndoManagerDidCloseUndoGroupNotification, NSUndoManagerCheckpointNotification,
+    NSUndoManagerWillUndoChangeNotification,     NSUndoManagerDidUndoChangeNotification,
+    NSUndoManagerWillRedoChangeNotification,     NSUndoManagerDidRedoChangeNotification,
+};
+
+template <std::size_t... Index>
+std::array<NotificationCenter::NameKey, sizeof...(Index)> plainNameKeys(
+    std::index_sequence<Index...> /*indices*/) {
+    return {NotificationCenter::NameKey(kPlainNames[Index])...};
+}
 
 [[noreturn]] void inconsistency(const char* message) {
     throw InternalInconsistencyException(message);
@@ -29,6 +45,7 @@ const Selector& endOfEventSelector() {
 
 VLMUndoManager::VLMUndoManager()
     : center_(NotificationCenter::defaultCenter()),
+      plainNameKeys_(plainNameKeys(std::make_index_sequence<kPlainNames.size()>())),
       proxy_(std::make_shared<VLMUndoManagerProxy>(*this)),
       runLoopModes_{std::string(RunLoop::kDefaultMode)} {}
 
@@ -36,14 +53,8 @@ VLMUndoManager::~VLMUndoManager() {
     RunLoop::main().cancelEndOfPassPerforms(this);
 }
 
-void VLMUndoManager::post(Plain name) {
-    static constexpr std::array<const char*, static_cast<std::size_t>(Plain::Count)> kPlainNames{
-        NSUndoManagerDidOpenUndoGroupNotification,   VLMUndoManagerDidOpenUndoGroupNotification,
-        NSUndoManagerWillCloseUndoGroupNotification, NSUndoManagerDidCloseUndoGroupNotification,
-        VLMUndoManagerDidCloseUndoGroupNotification, NSUndoManagerCheckpointNotification,
-        NSUndoManagerWillUndoChangeNotification,     NSUndoManagerDidUndoChangeNotification,
-        NSUndoManagerWillRedoChangeNotification,     NSUndoManagerDidRedoChangeNotification,
-    };
+void VLMUndoManager::postObserved(Plain name) {
+    static_assert(kPlainNames.size() == static_cast<std::size_t>(Plain::Count));
     const auto index = static_cast<std::size_t>(name);
     std::optional<Notification>& notification = plainNotifications_[index];
     if (!notification) {
@@ -203,10 +214,10 @@ bool VLMUndoManager::submitUndoTask(const VLMUndoTaskRef& task) {
     if (!task) {
         inconsistency("invalid task was nil in -submitUndoTask:");
     }
-    return submit(task);
+    return submit(VLMUndoTaskRef(task));
 }
 
-bool VLMUndoManager::submit(VLMUndoTaskRef task) {
+bool VLMUndoManager::submit(VLMUndoTaskRef&& task) {
     const VLMConcreteUndoTask* call = task->asConcreteTask();
     if (coalescing_ && call != nullptr && state_ == VLMUndoManagerState::Collecting && openGroup_) {
         const ObjectRef target = call->target();

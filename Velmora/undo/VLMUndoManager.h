@@ -39,14 +39,13 @@
 
 #include "Velmora/platform/foundation/Date.h"
 #include "Velmora/platform/foundation/Notification.h"
+#include "Velmora/platform/foundation/NotificationCenter.h"
 #include "Velmora/undo/LambdaUndoTask.h"
 #include "Velmora/undo/UndoBlockPool.h"
 #include "Velmora/undo/VLMUndoGroup.h"
 #include "Velmora/undo/VLMUndoManagerProxy.h"
 
 namespace velmora {
-
-class NotificationCenter;
 
 // The platform's notification names, posted with the manager as sender.
 inline constexpr const char* NSUndoManagerDidOpenUndoGroupNotification =
@@ -146,6 +145,7 @@ class VLMUndoManager : public SelectorTarget {
     bool isUndoingOrRedoing() const { return isUndoing() || isRedoing(); }
     VLMUndoManagerState undoManagerState() const { return state_; }
     void setUndoManagerState(VLMUndoManagerState state) { state_ = state; }
+    // To the system clock's tick (Clock::coarseNow): it is taken at every undo and redo.
     std::optional<Date> lastUndoRedoDate() const { return lastUndoRedoDate_; }
 
     // Names and menu titles (localised through Bundle::main()).
@@ -226,12 +226,18 @@ class VLMUndoManager : public SelectorTarget {
     }
     void conditionallyBeginUndoGrouping();
     // Records a task that is not nullptr.
-    bool submit(VLMUndoTaskRef task);
+    bool submit(VLMUndoTaskRef&& task);
     // forwardInvocation for a call the proxy recorded: no nil invocation to check.
     friend class VLMUndoManagerProxy;
     void record(VLMInvocation&& invocation);
     void popAndPerform(bool undoing);
-    void post(Plain name);
+    // Most of these posts have no observer: they cost a load and a test then.
+    void post(Plain name) {
+        if (center_.mayHaveObserver(plainNameKeys_[static_cast<std::size_t>(name)])) {
+            postObserved(name);
+        }
+    }
+    void postObserved(Plain name);
     void post(const char* name, Value userInfo);
     void trimUndoStack();
     void trimRedoStack();
@@ -242,6 +248,8 @@ class VLMUndoManager : public SelectorTarget {
     // First, so that it is let go of last: the stacks give their blocks back to it.
     UndoBlockPool::Owner pool_;
     NotificationCenter& center_;  // the default centre, looked up once
+    const std::array<NotificationCenter::NameKey, static_cast<std::size_t>(Plain::Count)>
+        plainNameKeys_;
     std::shared_ptr<VLMUndoManagerProxy> proxy_;
     Stack undoStack_;
     Stack redoStack_;
