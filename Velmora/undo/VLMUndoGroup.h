@@ -27,7 +27,8 @@ class VLMUndoManager;
 class VLMUndoGroup : public VLMUndoTask, public std::enable_shared_from_this<VLMUndoGroup> {
   public:
     // Groups are always held by shared_ptr (a nested group's parent is found from it).
-    explicit VLMUndoGroup(Value extraData = {});
+    VLMUndoGroup() = default;
+    explicit VLMUndoGroup(Value extraData);
     ~VLMUndoGroup() override;
 
     // Takes the task and makes this group its parent.

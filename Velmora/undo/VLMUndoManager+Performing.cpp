@@ -67,7 +67,9 @@ void VLMUndoManager::popAndPerform(bool undoing) {
         }
         if (isUndoRegistrationEnabled()) {
             const Stack& opposite = undoing ? redoStack_ : undoStack_;
-            if (!opposite.empty()) {
+            // Mostly both names are empty: then there is nothing to copy.
+            if (!opposite.empty() && (!group->actionName().empty() ||
+                                      !opposite.back()->actionName().empty())) {
                 opposite.back()->setActionName(group->actionName());
             }
         }

@@ -68,6 +68,10 @@ void VLMUndoManager::post(const char* name, Value userInfo) {
 }
 
 void VLMUndoManager::beginUndoGrouping(Value extraData, bool useASingleGroup) {
+    openGroup(&extraData, useASingleGroup);
+}
+
+void VLMUndoManager::openGroup(Value* extraData, bool useASingleGroup) {
     if (!isUndoRegistrationEnabled()) {
         return;
     }
@@ -75,7 +79,8 @@ void VLMUndoManager::beginUndoGrouping(Value extraData, bool useASingleGroup) {
         ignoreNextEndGrouping_ = true;
         return;
     }
-    auto group = makePooled<VLMUndoGroup>(std::move(extraData));
+    auto group = extraData != nullptr ? makePooled<VLMUndoGroup>(std::move(*extraData))
+                                      : makePooled<VLMUndoGroup>();
     if (groupLevel_ > 0) {
         if (!openGroup_) {
             inconsistency(

@@ -98,8 +98,8 @@ class VLMUndoManager : public SelectorTarget {
     VLMUndoManager& operator=(const VLMUndoManager&) = delete;
 
     // Grouping. Begin with registration disabled is ignored; so is an end with nothing open.
-    void beginUndoGrouping() { beginUndoGrouping({}, false); }
-    void beginUndoGroupingUsingSingleGroup() { beginUndoGrouping({}, true); }
+    void beginUndoGrouping() { openGroup(nullptr, false); }
+    void beginUndoGroupingUsingSingleGroup() { openGroup(nullptr, true); }
     // useASingleGroup inside an open group opens nothing, and the next end in single-group
     // mode closes nothing.
     void beginUndoGrouping(Value extraData, bool useASingleGroup);
@@ -224,6 +224,8 @@ class VLMUndoManager : public SelectorTarget {
     std::shared_ptr<T> makePooled(A&&... arguments) {
         return std::allocate_shared<T>(UndoBlockAllocator<T>(pool_), std::forward<A>(arguments)...);
     }
+    // beginUndoGrouping; extraData nullptr for none.
+    void openGroup(Value* extraData, bool useASingleGroup);
     void conditionallyBeginUndoGrouping();
     // Records a task that is not nullptr.
     bool submit(VLMUndoTaskRef&& task);
