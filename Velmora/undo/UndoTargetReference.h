@@ -33,16 +33,17 @@ class UndoTargetReference {
             ::new (&weak_) std::weak_ptr<Object>(other.weak_);
         }
     }
+    UndoTargetReference(UndoTargetReference&& other) noexcept { adopt(std::move(other)); }
     UndoTargetReference& operator=(const UndoTargetReference& other) {
         if (this != &other) {
-            UndoTargetReference copy(other);
+            *this = UndoTargetReference(other);
+        }
+        return *this;
+    }
+    UndoTargetReference& operator=(UndoTargetReference&& other) noexcept {
+        if (this != &other) {
             destroy();
-            retained_ = copy.retained_;
-            if (retained_) {
-                ::new (&strong_) ObjectRef(std::move(copy.strong_));
-            } else {
-                ::new (&weak_) std::weak_ptr<Object>(std::move(copy.weak_));
-            }
+            adopt(std::move(other));
         }
         return *this;
     }
@@ -59,6 +60,15 @@ class UndoTargetReference {
     }
 
   private:
+    // REQUIRES: no member of the union is alive.
+    void adopt(UndoTargetReference&& other) noexcept {
+        retained_ = other.retained_;
+        if (retained_) {
+            ::new (&strong_) ObjectRef(std::move(other.strong_));
+        } else {
+            ::new (&weak_) std::weak_ptr<Object>(std::move(other.weak_));
+        }
+    }
     void destroy() noexcept {
         if (retained_) {
             strong_.~ObjectRef();

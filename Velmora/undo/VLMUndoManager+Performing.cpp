@@ -68,8 +68,8 @@ void VLMUndoManager::popAndPerform(bool undoing) {
         if (isUndoRegistrationEnabled()) {
             const Stack& opposite = undoing ? redoStack_ : undoStack_;
             // Mostly both names are empty: then there is nothing to copy.
-            if (!opposite.empty() && (!group->actionName().empty() ||
-                                      !opposite.back()->actionName().empty())) {
+            if (!opposite.empty() &&
+                (!group->actionName().empty() || !opposite.back()->actionName().empty())) {
                 opposite.back()->setActionName(group->actionName());
             }
         }

@@ -19,9 +19,13 @@
 // failure, the state is back to collecting and the did-undo (did-redo) notification is
 // posted. Then the first exception is rethrown to the caller of undo() (redo()).
 //
-// Thread safety: use a manager on the main thread only (the deferred close runs on the
-// main run loop). The proxy may be called from any thread: it forwards the recorded
-// call to the main queue and waits.
+// Memory: groups and tasks come from the manager's own pool (UndoBlockPool), which keeps
+// what a large stack once took until the manager and every group it handed out are gone.
+//
+// Thread safety: use a manager on the main thread only, from its construction on (the
+// deferred close runs on the main run loop). The proxy may be called from any thread: it
+// forwards the recorded call to the main queue and waits. A group handed out (peekUndo, a
+// notification) may outlive the manager and be let go on any thread.
 //
 //   VLMUndoManager undo;
 //   undo.prepareWithInvocationTarget(document).invoke("setTitle:", oldTitle);
