@@ -9,9 +9,9 @@
 // lives until its owner has let it go and the last block has come back. Memory goes back
 // to the system only then, never while the owner keeps the pool.
 //
-// Thread safety: allocate on the owner's thread only (the thread that made the owner, the
-// manager's). A block may be released on any thread; one released elsewhere waits under
-// a lock until the owner next runs out of blocks of its size.
+// Thread safety: allocate, and destroy the owner, on the owner's thread only (the thread
+// that made the owner, the manager's). A block may be released on any thread; one
+// released elsewhere waits under a lock until the owner next runs out of free blocks.
 //
 //   UndoBlockPool::Owner pool;
 //   auto group = std::allocate_shared<VLMUndoGroup>(UndoBlockAllocator<VLMUndoGroup>(pool));

@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 
+#include "Velmora/platform/foundation/NoDestructor.h"
 #include "Velmora/undo/VLMUndoManager.h"
 
 namespace velmora {
@@ -36,8 +37,16 @@ struct VLMUndoGroup::PerformFrame {
 
 namespace {
 
-const std::string kNoActionName;
-const Value kNoExtraData;
+// What a group without labels answers; never destroyed, as a group may be asked during exit.
+const std::string& noActionName() {
+    static NoDestructor<const std::string> kNone;
+    return *kNone;
+}
+
+const Value& noExtraData() {
+    static NoDestructor<const Value> kNone;
+    return *kNone;
+}
 
 }  // namespace
 
@@ -138,7 +147,7 @@ void VLMUndoGroup::perform() {
 
 const std::string& VLMUndoGroup::actionName() const {
     const Labels* labels = labels_.get();
-    return labels != nullptr ? labels->actionName : kNoActionName;
+    return labels != nullptr ? labels->actionName : noActionName();
 }
 
 void VLMUndoGroup::setActionName(std::string name) {
@@ -161,7 +170,7 @@ void VLMUndoGroup::setActionIsDiscardable(bool discardable) {
 
 const Value& VLMUndoGroup::extraData() const {
     const Labels* labels = labels_.get();
-    return labels != nullptr ? labels->extraData : kNoExtraData;
+    return labels != nullptr ? labels->extraData : noExtraData();
 }
 
 void VLMUndoGroup::setExtraData(Value data) {
