@@ -62,7 +62,7 @@ class UndoBlockPool {
 
     void deallocate(void* pointer, std::size_t size) noexcept {
         if (size > kLargestPooled) {
-            ::operator delete(pointer, size);
+            ::operator delete(pointer);
         } else if (std::this_thread::get_id() == ownerThread_ && !ownerGone_) {
             auto* block = ::new (pointer) FreeBlock{free_[sizeClass(size)]};
             free_[sizeClass(size)] = block;
