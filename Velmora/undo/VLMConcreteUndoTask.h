@@ -1,7 +1,8 @@
 #pragma once
-// VLMConcreteUndoTask: an undo task that replays one recorded call (VLMInvocation) on
-// its target. The target is held weakly unless the task retains it: a task whose
-// unretained target is gone does nothing when performed, never a call on a dead object.
+// VLMConcreteUndoTask: an undo task that replays one recorded call on its target: a call
+// by selector with argument Values (make), or a C++ lambda (VLMUndoManager::registerUndo).
+// The target is held weakly unless the task retains it: a task whose unretained target is
+// gone does nothing when performed, never a call on a dead object.
 //
 // Thread safety: none; see VLMUndoManager.
 //
@@ -10,8 +11,10 @@
 //   task->perform();
 
 #include <memory>
+#include <span>
 #include <string>
 
+#include "Velmora/undo/UndoTargetReference.h"
 #include "Velmora/undo/VLMInvocation.h"
 #include "Velmora/undo/VLMUndoTask.h"
 
@@ -27,33 +30,32 @@ class VLMConcreteUndoTask : public VLMUndoTask {
                                                      Value object);
 
     // retained: the task keeps target alive (and lets go of a target it kept before).
-    void setTarget(const ObjectRef& target, bool retained);
+    void setTarget(const ObjectRef& target, bool retained) {
+        target_ = UndoTargetReference(target, retained);
+    }
     // nullptr once an unretained target is gone.
-    ObjectRef target() const;
-    bool isTarget(const ObjectRef& object) const;
-    bool retainsTarget() const { return static_cast<bool>(retainedTarget_); }
-    Selector selector() const { return invocation_.selector(); }
-    const VLMInvocation& invocation() const { return invocation_; }
+    ObjectRef target() const { return target_.lock(); }
+    bool isTarget(const ObjectRef& object) const { return target_.refersTo(object); }
+    bool retainsTarget() const { return target_.retainsObject(); }
+    // For a lambda, the name it was registered under.
+    Selector selector() const { return selector_; }
+    // The recorded call's arguments; none for a lambda.
+    virtual std::span<const Value> arguments() const { return {}; }
 
     void perform() override;
     const VLMConcreteUndoTask* asConcreteTask() const override { return this; }
     // "<VLMConcreteUndoTask: 0x...> target = <Document 0x...>, selector: setTitle:"
     std::string description() const override;
 
-    explicit VLMConcreteUndoTask(VLMInvocation invocation);
-    // A call of body on target, named selector: what make(invocation) and setTarget
-    // build, without passing the invocation along or the target through an ObjectRef.
-    template <class T>
-    VLMConcreteUndoTask(const std::shared_ptr<T>& target, bool retained, Selector selector,
-                        VLMInvocation::Body body)
-        : invocation_(nullptr, selector, {}, std::move(body)),
-          target_(target),
-          retainedTarget_(retained ? ObjectRef(target) : nullptr) {}
+  protected:
+    VLMConcreteUndoTask(Selector selector, UndoTargetReference target)
+        : selector_(selector), target_(std::move(target)) {}
+    // Runs the recorded call on the live target; what it throws propagates.
+    virtual void call(Object& target) = 0;
 
   private:
-    VLMInvocation invocation_;  // its own target stays empty
-    std::weak_ptr<Object> target_;
-    ObjectRef retainedTarget_;
+    Selector selector_;
+    UndoTargetReference target_;
 };
 
 }  // namespace velmora

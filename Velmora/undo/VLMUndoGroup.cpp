@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 
+#include "Velmora/platform/foundation/NoDestructor.h"
 #include "Velmora/undo/VLMUndoManager.h"
 
 namespace velmora {
@@ -15,7 +16,7 @@ struct VLMUndoGroup::PerformFrame {
     VLMUndoGroup* group;  // nullptr once the group is destroyed during the perform
     PerformFrame* outer;
     bool copied = false;
-    std::vector<VLMUndoTaskRef> list;  // the group's list as it was, once copied
+    UndoTaskList list;  // the group's list as it was, once copied
 
     explicit PerformFrame(VLMUndoGroup& performed)
         : group(&performed), outer(performed.performs_.innermost) {
@@ -29,8 +30,31 @@ struct VLMUndoGroup::PerformFrame {
     PerformFrame(const PerformFrame&) = delete;
     PerformFrame& operator=(const PerformFrame&) = delete;
 
-    const std::vector<VLMUndoTaskRef>& tasks() const { return copied ? list : group->tasks_; }
+    std::span<const VLMUndoTaskRef> tasks() const {
+        return copied ? list.view() : group->tasks_.view();
+    }
 };
+
+namespace {
+
+// What a group without labels answers; never destroyed, as a group may be asked during exit.
+const std::string& noActionName() {
+    static NoDestructor<const std::string> kNone;
+    return *kNone;
+}
+
+const Value& noExtraData() {
+    static NoDestructor<const Value> kNone;
+    return *kNone;
+}
+
+}  // namespace
+
+VLMUndoGroup::VLMUndoGroup(Value extraData) {
+    if (!extraData.isNil()) {
+        labels_.getOrMake().extraData = std::move(extraData);
+    }
+}
 
 VLMUndoGroup::~VLMUndoGroup() {
     keepListForPerforms();
@@ -50,27 +74,23 @@ void VLMUndoGroup::copyListForPerforms() {
     }
 }
 
-void VLMUndoGroup::addTask(VLMUndoTaskRef task) {
-    keepListForPerforms();
-    task->setParentGroup(this);
-    tasks_.push_back(std::move(task));
-}
-
 std::shared_ptr<VLMConcreteUndoTask> VLMUndoGroup::lastTaskIfConcrete() const {
-    const VLMConcreteUndoTask* call = tasks_.empty() ? nullptr : tasks_.back()->asConcreteTask();
+    const std::span<const VLMUndoTaskRef> tasks = tasks_.view();
+    const VLMConcreteUndoTask* call = tasks.empty() ? nullptr : tasks.back()->asConcreteTask();
     if (call == nullptr) {
         return nullptr;
     }
-    return {tasks_.back(), const_cast<VLMConcreteUndoTask*>(call)};
+    return {tasks.back(), const_cast<VLMConcreteUndoTask*>(call)};
 }
 
 std::vector<VLMUndoTaskRef> VLMUndoGroup::tasksWithTarget(
     const std::optional<ObjectRef>& target, const std::optional<Selector>& selector) const {
+    const std::span<const VLMUndoTaskRef> tasks = tasks_.view();
     if (!target && !selector) {
-        return tasks_;
+        return {tasks.begin(), tasks.end()};
     }
     std::vector<VLMUndoTaskRef> found;
-    for (const VLMUndoTaskRef& task : tasks_) {
+    for (const VLMUndoTaskRef& task : tasks) {
         const VLMConcreteUndoTask* call = task->asConcreteTask();
         if (call != nullptr && (!target || call->isTarget(*target)) &&
             (!selector || call->selector() == *selector)) {
@@ -80,8 +100,8 @@ std::vector<VLMUndoTaskRef> VLMUndoGroup::tasksWithTarget(
     return found;
 }
 
-bool VLMUndoGroup::hasTask() const {
-    for (const VLMUndoTaskRef& task : tasks_) {
+bool VLMUndoGroup::hasTaskInGroups() const {
+    for (const VLMUndoTaskRef& task : tasks_.view()) {
         const VLMUndoGroup* group = task->asGroup();
         if (group == nullptr || group->hasTask()) {
             return true;
@@ -92,7 +112,7 @@ bool VLMUndoGroup::hasTask() const {
 
 void VLMUndoGroup::removeTasksWithTarget(const ObjectRef& target, const VLMUndoManager& manager) {
     keepListForPerforms();
-    std::erase_if(tasks_, [&](const VLMUndoTaskRef& task) {
+    tasks_.erase_if([&](const VLMUndoTaskRef& task) {
         if (auto* group = dynamic_cast<VLMUndoGroup*>(task.get())) {
             group->removeTasksWithTarget(target, manager);
             return group->tasks().empty() && group != manager.currentGroup().get();
@@ -108,7 +128,7 @@ void VLMUndoGroup::perform() {
     for (std::size_t index = tasks_.size(); index-- > 0;) {
         // Only assigning a whole group over this one while it performs can shorten the
         // list read here; its tasks beyond the new end are then skipped, never read past it.
-        const std::vector<VLMUndoTaskRef>& tasks = frame.tasks();
+        const std::span<const VLMUndoTaskRef> tasks = frame.tasks();
         if (index >= tasks.size()) {
             continue;
         }
@@ -125,9 +145,43 @@ void VLMUndoGroup::perform() {
     }
 }
 
+const std::string& VLMUndoGroup::actionName() const {
+    const Labels* labels = labels_.get();
+    return labels != nullptr ? labels->actionName : noActionName();
+}
+
+void VLMUndoGroup::setActionName(std::string name) {
+    // Undo and redo pass the undone group's name on to the new group, mostly an empty one.
+    if (!name.empty() || labels_.get() != nullptr) {
+        labels_.getOrMake().actionName = std::move(name);
+    }
+}
+
+bool VLMUndoGroup::actionIsDiscardable() const {
+    const Labels* labels = labels_.get();
+    return labels != nullptr && labels->actionIsDiscardable;
+}
+
+void VLMUndoGroup::setActionIsDiscardable(bool discardable) {
+    if (discardable || labels_.get() != nullptr) {
+        labels_.getOrMake().actionIsDiscardable = discardable;
+    }
+}
+
+const Value& VLMUndoGroup::extraData() const {
+    const Labels* labels = labels_.get();
+    return labels != nullptr ? labels->extraData : noExtraData();
+}
+
+void VLMUndoGroup::setExtraData(Value data) {
+    if (!data.isNil() || labels_.get() != nullptr) {
+        labels_.getOrMake().extraData = std::move(data);
+    }
+}
+
 std::string VLMUndoGroup::description() const {
-    return fmt::format("{} '{}' {} tasks: {}", Object::description(), actionName_, tasks_.size(),
-                       describeUndoTasks(tasks_));
+    return fmt::format("{} '{}' {} tasks: {}", Object::description(), actionName(), tasks_.size(),
+                       describeUndoTasks(tasks_.view()));
 }
 
 }  // namespace velmora

@@ -1,6 +1,7 @@
 // Undo and redo, names and menu titles.
 #include <exception>
 
+#include "Velmora/platform/foundation/Clock.h"
 #include "Velmora/platform/foundation/InternalInconsistencyException.h"
 #include "Velmora/platform/host/Bundle.h"
 #include "Velmora/undo/VLMUndoManager.h"
@@ -22,7 +23,7 @@ void VLMUndoManager::undo() {
     }
     endUndoGrouping();
     undoNestedGroup();
-    lastUndoRedoDate_ = Date::now();
+    lastUndoRedoDate_ = Clock::coarseNow();
 }
 
 void VLMUndoManager::undoNestedGroup() {
@@ -31,7 +32,7 @@ void VLMUndoManager::undoNestedGroup() {
 
 void VLMUndoManager::redo() {
     popAndPerform(false);
-    lastUndoRedoDate_ = Date::now();
+    lastUndoRedoDate_ = Clock::coarseNow();
 }
 
 void VLMUndoManager::popAndPerform(bool undoing) {
@@ -66,7 +67,9 @@ void VLMUndoManager::popAndPerform(bool undoing) {
         }
         if (isUndoRegistrationEnabled()) {
             const Stack& opposite = undoing ? redoStack_ : undoStack_;
-            if (!opposite.empty()) {
+            // Mostly both names are empty: then there is nothing to copy.
+            if (!opposite.empty() &&
+                (!group->actionName().empty() || !opposite.back()->actionName().empty())) {
                 opposite.back()->setActionName(group->actionName());
             }
         }

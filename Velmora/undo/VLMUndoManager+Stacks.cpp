@@ -118,7 +118,7 @@ void VLMUndoManager::explodeTopUndoAction() {
     std::size_t number = 0;
     for (const VLMUndoTaskRef& task : top->tasks()) {
         const VLMConcreteUndoTask* call = task->asConcreteTask();
-        auto group = std::make_shared<VLMUndoGroup>();
+        auto group = makePooled<VLMUndoGroup>();
         group->setActionName(fmt::format("{} ({}: {})", top->actionName(), ++number,
                                          call ? call->selector().name() : "<subgroup>"));
         group->addTask(task);

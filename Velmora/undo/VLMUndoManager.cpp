@@ -1,18 +1,35 @@
 #include "Velmora/undo/VLMUndoManager.h"
 
 #include <exception>
+#include <utility>
 
 #include <fmt/format.h>
 
 #include "Velmora/platform/dispatch/RunLoop.h"
 #include "Velmora/platform/foundation/InternalInconsistencyException.h"
 #include "Velmora/platform/foundation/NotificationCenter.h"
+#include "Velmora/undo/RecordedCallUndoTask.h"
 
 namespace velmora {
 namespace {
 
 // After everything else of a run-loop pass, so that the pass's own work is in the group.
 constexpr std::int64_t kEndOfEventOrder = 350000;
+
+// The names of VLMUndoManager::Plain, in its order.
+constexpr std::array<const char*, 10> kPlainNames{
+    NSUndoManagerDidOpenUndoGroupNotification,   VLMUndoManagerDidOpenUndoGroupNotification,
+    NSUndoManagerWillCloseUndoGroupNotification, NSUndoManagerDidCloseUndoGroupNotification,
+    VLMUndoManagerDidCloseUndoGroupNotification, NSUndoManagerCheckpointNotification,
+    NSUndoManagerWillUndoChangeNotification,     NSUndoManagerDidUndoChangeNotification,
+    NSUndoManagerWillRedoChangeNotification,     NSUndoManagerDidRedoChangeNotification,
+};
+
+template <std::size_t... Index>
+std::array<NotificationCenter::NameKey, sizeof...(Index)> plainNameKeys(
+    std::index_sequence<Index...> /*indices*/) {
+    return {NotificationCenter::NameKey(kPlainNames[Index])...};
+}
 
 [[noreturn]] void inconsistency(const char* message) {
     throw InternalInconsistencyException(message);
@@ -28,6 +45,7 @@ const Selector& endOfEventSelector() {
 
 VLMUndoManager::VLMUndoManager()
     : center_(NotificationCenter::defaultCenter()),
+      plainNameKeys_(plainNameKeys(std::make_index_sequence<kPlainNames.size()>())),
       proxy_(std::make_shared<VLMUndoManagerProxy>(*this)),
       runLoopModes_{std::string(RunLoop::kDefaultMode)} {}
 
@@ -35,14 +53,8 @@ VLMUndoManager::~VLMUndoManager() {
     RunLoop::main().cancelEndOfPassPerforms(this);
 }
 
-void VLMUndoManager::post(Plain name) {
-    static constexpr std::array<const char*, static_cast<std::size_t>(Plain::Count)> kPlainNames{
-        NSUndoManagerDidOpenUndoGroupNotification,   VLMUndoManagerDidOpenUndoGroupNotification,
-        NSUndoManagerWillCloseUndoGroupNotification, NSUndoManagerDidCloseUndoGroupNotification,
-        VLMUndoManagerDidCloseUndoGroupNotification, NSUndoManagerCheckpointNotification,
-        NSUndoManagerWillUndoChangeNotification,     NSUndoManagerDidUndoChangeNotification,
-        NSUndoManagerWillRedoChangeNotification,     NSUndoManagerDidRedoChangeNotification,
-    };
+void VLMUndoManager::postObserved(Plain name) {
+    static_assert(kPlainNames.size() == static_cast<std::size_t>(Plain::Count));
     const auto index = static_cast<std::size_t>(name);
     std::optional<Notification>& notification = plainNotifications_[index];
     if (!notification) {
@@ -56,6 +68,10 @@ void VLMUndoManager::post(const char* name, Value userInfo) {
 }
 
 void VLMUndoManager::beginUndoGrouping(Value extraData, bool useASingleGroup) {
+    openGroup(&extraData, useASingleGroup);
+}
+
+void VLMUndoManager::openGroup(Value* extraData, bool useASingleGroup) {
     if (!isUndoRegistrationEnabled()) {
         return;
     }
@@ -63,7 +79,8 @@ void VLMUndoManager::beginUndoGrouping(Value extraData, bool useASingleGroup) {
         ignoreNextEndGrouping_ = true;
         return;
     }
-    auto group = std::make_shared<VLMUndoGroup>(std::move(extraData));
+    auto group = extraData != nullptr ? makePooled<VLMUndoGroup>(std::move(*extraData))
+                                      : makePooled<VLMUndoGroup>();
     if (groupLevel_ > 0) {
         if (!openGroup_) {
             inconsistency(
@@ -154,8 +171,12 @@ void VLMUndoManager::registerUndoWithTarget(const ObjectRef& target, Selector se
             inconsistency(
                 "invalid (NULL) selector passed to registerUndoWithTarget:selector:object:");
         }
-        auto task = VLMConcreteUndoTask::make(target, selector, std::move(object));
-        task->setTarget(target, retainsTargets_);
+        Array arguments;
+        if (selector.argumentCount() > 0) {
+            arguments.push_back(std::move(object));
+        }
+        auto task = makePooled<RecordedCallUndoTask>(
+            VLMInvocation(nullptr, selector, std::move(arguments)), target, retainsTargets_);
         nextTarget_.reset();
         submit(std::move(task));
     }
@@ -184,9 +205,7 @@ void VLMUndoManager::record(VLMInvocation&& invocation) {
     if (!isUndoRegistrationEnabled()) {
         return;
     }
-    auto task = VLMConcreteUndoTask::make(std::move(invocation));
-    task->setTarget(target, retainsTargets_);
-    submit(std::move(task));
+    submit(makePooled<RecordedCallUndoTask>(std::move(invocation), target, retainsTargets_));
 }
 
 void VLMUndoManager::enableUndoRegistration() {
@@ -200,10 +219,10 @@ bool VLMUndoManager::submitUndoTask(const VLMUndoTaskRef& task) {
     if (!task) {
         inconsistency("invalid task was nil in -submitUndoTask:");
     }
-    return submit(task);
+    return submit(VLMUndoTaskRef(task));
 }
 
-bool VLMUndoManager::submit(VLMUndoTaskRef task) {
+bool VLMUndoManager::submit(VLMUndoTaskRef&& task) {
     const VLMConcreteUndoTask* call = task->asConcreteTask();
     if (coalescing_ && call != nullptr && state_ == VLMUndoManagerState::Collecting && openGroup_) {
         const ObjectRef target = call->target();

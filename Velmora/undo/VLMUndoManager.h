@@ -19,9 +19,13 @@
 // failure, the state is back to collecting and the did-undo (did-redo) notification is
 // posted. Then the first exception is rethrown to the caller of undo() (redo()).
 //
-// Thread safety: use a manager on the main thread only (the deferred close runs on the
-// main run loop). The proxy may be called from any thread: it forwards the recorded
-// call to the main queue and waits.
+// Memory: groups and tasks come from the manager's own pool (UndoBlockPool), which keeps
+// what a large stack once took until the manager and every group it handed out are gone.
+//
+// Thread safety: use a manager on the main thread only, from its construction on (the
+// deferred close runs on the main run loop). The proxy may be called from any thread: it
+// forwards the recorded call to the main queue and waits. A group handed out (peekUndo, a
+// notification) may outlive the manager and be let go on any thread.
 //
 //   VLMUndoManager undo;
 //   undo.prepareWithInvocationTarget(document).invoke("setTitle:", oldTitle);
@@ -39,12 +43,13 @@
 
 #include "Velmora/platform/foundation/Date.h"
 #include "Velmora/platform/foundation/Notification.h"
+#include "Velmora/platform/foundation/NotificationCenter.h"
+#include "Velmora/undo/LambdaUndoTask.h"
+#include "Velmora/undo/UndoBlockPool.h"
 #include "Velmora/undo/VLMUndoGroup.h"
 #include "Velmora/undo/VLMUndoManagerProxy.h"
 
 namespace velmora {
-
-class NotificationCenter;
 
 // The platform's notification names, posted with the manager as sender.
 inline constexpr const char* NSUndoManagerDidOpenUndoGroupNotification =
@@ -97,8 +102,8 @@ class VLMUndoManager : public SelectorTarget {
     VLMUndoManager& operator=(const VLMUndoManager&) = delete;
 
     // Grouping. Begin with registration disabled is ignored; so is an end with nothing open.
-    void beginUndoGrouping() { beginUndoGrouping({}, false); }
-    void beginUndoGroupingUsingSingleGroup() { beginUndoGrouping({}, true); }
+    void beginUndoGrouping() { openGroup(nullptr, false); }
+    void beginUndoGroupingUsingSingleGroup() { openGroup(nullptr, true); }
     // useASingleGroup inside an open group opens nothing, and the next end in single-group
     // mode closes nothing.
     void beginUndoGrouping(Value extraData, bool useASingleGroup);
@@ -144,6 +149,7 @@ class VLMUndoManager : public SelectorTarget {
     bool isUndoingOrRedoing() const { return isUndoing() || isRedoing(); }
     VLMUndoManagerState undoManagerState() const { return state_; }
     void setUndoManagerState(VLMUndoManagerState state) { state_ = state; }
+    // To the system clock's tick (Clock::coarseNow): it is taken at every undo and redo.
     std::optional<Date> lastUndoRedoDate() const { return lastUndoRedoDate_; }
 
     // Names and menu titles (localised through Bundle::main()).
@@ -217,14 +223,27 @@ class VLMUndoManager : public SelectorTarget {
         Count,
     };
 
+    // Groups and tasks come from the manager's pool: see UndoBlockPool.
+    template <class T, class... A>
+    std::shared_ptr<T> makePooled(A&&... arguments) {
+        return std::allocate_shared<T>(UndoBlockAllocator<T>(pool_), std::forward<A>(arguments)...);
+    }
+    // beginUndoGrouping; extraData nullptr for none.
+    void openGroup(Value* extraData, bool useASingleGroup);
     void conditionallyBeginUndoGrouping();
     // Records a task that is not nullptr.
-    bool submit(VLMUndoTaskRef task);
+    bool submit(VLMUndoTaskRef&& task);
     // forwardInvocation for a call the proxy recorded: no nil invocation to check.
     friend class VLMUndoManagerProxy;
     void record(VLMInvocation&& invocation);
     void popAndPerform(bool undoing);
-    void post(Plain name);
+    // Most of these posts have no observer: they cost a load and a test then.
+    void post(Plain name) {
+        if (center_.mayHaveObserver(plainNameKeys_[static_cast<std::size_t>(name)])) {
+            postObserved(name);
+        }
+    }
+    void postObserved(Plain name);
     void post(const char* name, Value userInfo);
     void trimUndoStack();
     void trimRedoStack();
@@ -232,7 +251,11 @@ class VLMUndoManager : public SelectorTarget {
     std::string menuTitle(bool available, std::string_view verb, std::string_view empty,
                           std::string_view name) const;
 
+    // First, so that it is let go of last: the stacks give their blocks back to it.
+    UndoBlockPool::Owner pool_;
     NotificationCenter& center_;  // the default centre, looked up once
+    const std::array<NotificationCenter::NameKey, static_cast<std::size_t>(Plain::Count)>
+        plainNameKeys_;
     std::shared_ptr<VLMUndoManagerProxy> proxy_;
     Stack undoStack_;
     Stack redoStack_;
@@ -265,11 +288,8 @@ bool VLMUndoManager::registerUndo(const std::shared_ptr<T>& target, F action, Se
     if (!isUndoRegistrationEnabled()) {
         return false;
     }
-    auto body = [action = std::move(action)](Object& object, std::span<const Value>) {
-        action(static_cast<T&>(object));
-    };
-    return submit(std::make_shared<VLMConcreteUndoTask>(target, retainsTargets_, name,
-                                                        VLMInvocation::Body(std::move(body))));
+    return submit(
+        makePooled<LambdaUndoTask<T, F>>(target, retainsTargets_, name, std::move(action)));
 }
 
 }  // namespace velmora

@@ -2,7 +2,7 @@
 
 namespace velmora {
 
-std::string describeUndoTasks(const std::vector<VLMUndoTaskRef>& tasks) {
+std::string describeUndoTasks(std::span<const VLMUndoTaskRef> tasks) {
     std::string text = "(";
     for (std::size_t i = 0; i < tasks.size(); ++i) {
         text += i == 0 ? "\n    " : ",\n    ";

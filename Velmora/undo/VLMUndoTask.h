@@ -10,8 +10,8 @@
 //   group->perform();
 
 #include <memory>
+#include <span>
 #include <string>
-#include <vector>
 
 #include "Velmora/platform/foundation/Object.h"
 
@@ -45,6 +45,6 @@ class VLMUndoTask : public Object {
 using VLMUndoTaskRef = std::shared_ptr<VLMUndoTask>;
 
 // The platform's list text, "(\n    first,\n    second\n)", of the tasks' descriptions.
-std::string describeUndoTasks(const std::vector<VLMUndoTaskRef>& tasks);
+std::string describeUndoTasks(std::span<const VLMUndoTaskRef> tasks);
 
 }  // namespace velmora

@@ -418,5 +418,45 @@ TEST(VLMUndoManagerTest, ResetAndDestructionCancelTheDeferredClose) {
     endPass();  // would reach the destroyed manager if its close were still pending
 }
 
+// Groups and tasks live in their manager's pool; one handed out may outlive the manager,
+// and be let go on another thread.
+TEST(VLMUndoManagerTest, AGroupOutlivesItsManagerAndMayGoOnAnyThread) {
+    std::shared_ptr<UndoTestDocument> doc;
+    VLMUndoGroupRef kept;
+    VLMUndoGroupRef elsewhere;
+    {
+        VLMUndoManager undo;
+        undo.setGroupsByEvent(false);
+        doc = UndoTestDocument::make(undo);
+        for (const char* title : {"one", "two"}) {
+            undo.beginUndoGrouping();
+            undo.registerUndo(doc, [title](UndoTestDocument& d) { d.fields["title"] = title; });
+            undo.endUndoGrouping();
+        }
+        kept = undo.undoStack()[0];
+        elsewhere = undo.undoStack()[1];
+    }
+    kept->perform();
+    EXPECT_EQ(doc->fields["title"], "one");
+    testing::runBoundedInTime([&] { elsewhere.reset(); });
+    kept.reset();
+}
+
+TEST(VLMUndoManagerTest, TheLastUndoOrRedoIsDatedByTheProcessClock) {
+    const testing::ScopedPinnedClock clock(Date(1'700'000'000));
+    VLMUndoManager undo;
+    undo.setGroupsByEvent(false);
+    auto doc = UndoTestDocument::make(undo);
+    undo.beginUndoGrouping();
+    doc->set("title", "x");
+    undo.endUndoGrouping();
+    EXPECT_FALSE(undo.lastUndoRedoDate());
+    undo.undo();
+    EXPECT_EQ(undo.lastUndoRedoDate(), Date(1'700'000'000));
+    Clock::advanceForTesting(2.5);
+    undo.redo();
+    EXPECT_EQ(undo.lastUndoRedoDate(), Date(1'700'000'002.5));
+}
+
 }  // namespace
 }  // namespace velmora

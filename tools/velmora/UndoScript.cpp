@@ -92,7 +92,7 @@ std::string describeTask(const VLMUndoTaskRef& task, int depth) {
     std::string text = std::string(static_cast<std::size_t>(depth) * 2, ' ');
     if (const auto* call = dynamic_cast<const VLMConcreteUndoTask*>(task.get())) {
         text += call->selector().name();
-        for (const Value& argument : call->invocation().arguments()) {
+        for (const Value& argument : call->arguments()) {
             text += " \"" + argument.stringValue() + "\"";
         }
     }

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cassert>
 #include <chrono>
+#include <ctime>
 
 #include "Velmora/platform/foundation/NotificationCenter.h"
 #include "Velmora/platform/foundation/SystemNotifications.h"
@@ -24,10 +25,20 @@ double realWall() {
     return duration<double>(system_clock::now().time_since_epoch()).count();
 }
 
+double coarseWall() {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME_COARSE, &now);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+
 }  // namespace
 
 Date Clock::now() {
     return Date(gPinned.load(std::memory_order_acquire) ? gPinnedWall.load() : realWall());
+}
+
+Date Clock::coarseNow() {
+    return Date(gPinned.load(std::memory_order_acquire) ? gPinnedWall.load() : coarseWall());
 }
 
 double Clock::uptime() {

@@ -22,6 +22,10 @@ namespace velmora {
 class Clock {
   public:
     static Date now();
+    // now() as of the system clock's last tick (a few milliseconds earlier at most), for a
+    // sixth of the cost: for a date taken at a high rate and read rarely. Pinned, the same
+    // as now().
+    static Date coarseNow();
     static double uptime();
 
     static void setNowForTesting(Date now);

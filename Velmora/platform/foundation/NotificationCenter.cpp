@@ -46,6 +46,11 @@ std::size_t nameBucket(std::string_view name) {
     return sample % kEveryNameBucket;
 }
 
+// The buckets whose observers may match a notification of this name.
+std::uint64_t bucketsMatching(std::string_view name) {
+    return (std::uint64_t{1} << kEveryNameBucket) | (std::uint64_t{1} << nameBucket(name));
+}
+
 }  // namespace
 
 struct NotificationCenter::Registry {
@@ -70,8 +75,7 @@ struct NotificationCenter::Registry {
     }
     bool mayHaveObserver(std::string_view name) const {
         const std::uint64_t buckets = observedBuckets.load();
-        return buckets != 0 && (buckets & ((std::uint64_t{1} << kEveryNameBucket) |
-                                           (std::uint64_t{1} << nameBucket(name)))) != 0;
+        return buckets != 0 && (buckets & bucketsMatching(name)) != 0;
     }
 };
 
@@ -164,7 +168,10 @@ NotificationCenter& NotificationCenter::defaultCenter() {
     return *center;
 }
 
-NotificationCenter::NotificationCenter() : registry_(std::make_shared<Registry>()) {}
+NotificationCenter::NotificationCenter()
+    : registry_(std::make_shared<Registry>()), observedBuckets_(&registry_->observedBuckets) {}
+
+NotificationCenter::NameKey::NameKey(std::string_view name) : buckets_(bucketsMatching(name)) {}
 
 NotificationCenter::~NotificationCenter() = default;
 

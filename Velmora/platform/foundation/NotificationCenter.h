@@ -23,9 +23,12 @@
 //       "VL_MESSAGE_DAY_CHANGED", [](const Notification&) { reloadToday(); });
 //   NotificationCenter::defaultCenter().post("VL_MESSAGE_DAY_CHANGED");
 
+#include <atomic>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "Velmora/platform/foundation/Notification.h"
 
@@ -72,10 +75,27 @@ class NotificationCenter {
     void post(const Notification& notification);
     void post(std::string name, const void* sender = nullptr, Value userInfo = {});
 
+    // A name prepared once for mayHaveObserver, by a poster that posts it at a high rate.
+    class NameKey {
+      public:
+        explicit NameKey(std::string_view name);
+
+      private:
+        friend class NotificationCenter;
+        std::uint64_t buckets_;
+    };
+    // False when no observer registered now can match the name (true may still match none):
+    // the test post makes first, inline, so that a poster can skip even building the
+    // notification.
+    bool mayHaveObserver(const NameKey& name) const {
+        return (observedBuckets_->load() & name.buckets_) != 0;
+    }
+
   private:
     Observation registerEntry(std::shared_ptr<Entry> entry);
 
     std::shared_ptr<Registry> registry_;
+    const std::atomic<std::uint64_t>* observedBuckets_;  // the registry's
 };
 
 }  // namespace velmora

@@ -4,6 +4,8 @@
 #include "Velmora/platform/foundation/NotificationCenter.h"
 #include "Velmora/platform/foundation/SystemNotifications.h"
 
+#include "tests/support/TestSupport.h"
+
 namespace velmora {
 namespace {
 
@@ -25,6 +27,15 @@ TEST(ClockTest, PinningPostsAChangeOnlyWhenTheReadingChanges) {
     EXPECT_EQ(changes, 3);
     Clock::resetForTesting();
     EXPECT_EQ(changes, 3);
+}
+
+TEST(ClockTest, TheCoarseReadingLagsByATickAtMostAndIsPinnedWithNow) {
+    const Date coarse = Clock::coarseNow();
+    const Date now = Clock::now();
+    EXPECT_LE(coarse, now);
+    EXPECT_LT(now.timeIntervalSinceDate(coarse), 5.0);  // a tick, or a preempted test
+    const testing::ScopedPinnedClock pinned(Date(1'700'000'000));
+    EXPECT_EQ(Clock::coarseNow(), Date(1'700'000'000));
 }
 
 }  // namespace

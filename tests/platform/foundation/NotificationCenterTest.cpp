@@ -169,5 +169,18 @@ TEST(NotificationCenterTest, AThrowingObserverLetsTheOthersRunAndCanBeRemovedEls
     EXPECT_FALSE(thrower.isActive());
 }
 
+TEST(NotificationCenterTest, APreparedNameMayHaveAnObserverOnlyWhileOneCouldMatch) {
+    NotificationCenter center;
+    const NotificationCenter::NameKey name("changed");
+    EXPECT_FALSE(center.mayHaveObserver(name));
+    {
+        auto token = center.addObserver("changed", [](const Notification&) {});
+        EXPECT_TRUE(center.mayHaveObserver(name));
+    }
+    EXPECT_FALSE(center.mayHaveObserver(name));
+    auto everyName = center.addObserver("", [](const Notification&) {});
+    EXPECT_TRUE(center.mayHaveObserver(name));
+}
+
 }  // namespace
 }  // namespace velmora
