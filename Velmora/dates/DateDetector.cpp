@@ -10,6 +10,8 @@
 #include <string>
 #include <utility>
 
+#include "Velmora/dates/CivilCalendar.h"
+
 namespace velmora {
 namespace {
 
@@ -607,7 +609,7 @@ class Resolver {
             zoned.emplace(calendar_);
             zoned->setTimeZone(*zone);
         }
-        const Calendar& cal = zoned ? *zoned : calendar_;
+        const CivilCalendar cal(zoned ? *zoned : calendar_);
         const std::optional<Date> today = cal.startOfDay(now_);
         if (!today) {
             return std::nullopt;
@@ -661,7 +663,7 @@ class Resolver {
                 if (until->timeIntervalSince1970() <= timed->timeIntervalSince1970()) {
                     const bool twelve = f.endMeridiem == kUnset && end < 12;
                     until = twelve ? until->dateByAddingTimeInterval(12 * 3600.0)
-                                   : addDays(cal, *until, 1);
+                                   : cal.dateByAdding(0, 0, 1, *until);
                     if (!until) {
                         return std::nullopt;
                     }
@@ -673,22 +675,12 @@ class Resolver {
     }
 
   private:
-    static std::optional<Date> addDays(const Calendar& cal, Date date, int days) {
-        DateComponents add;
-        add.day = days;
-        return cal.dateByAddingComponents(add, date);
-    }
-
     // The day, or nothing when the fields name no day that exists.
-    static std::optional<Date> dayOfYear(const Calendar& cal, int year, int month, int day) {
-        DateComponents parts;
-        parts.year = year;
-        parts.month = month;
-        parts.day = day;
+    static std::optional<Date> dayOfYear(const CivilCalendar& cal, int year, int month, int day) {
         if (month < 1 || month > 12 || day < 1) {
             return std::nullopt;
         }
-        const std::optional<Date> date = cal.dateFromComponents(parts);
+        const std::optional<Date> date = cal.dateFromDay(year, month, day);
         if (!date || cal.component(CalendarUnit::Day, *date) != day) {
             return std::nullopt;
         }
@@ -696,7 +688,7 @@ class Resolver {
     }
 
     // A day and month without a year: the year that puts it nearest to today.
-    static std::optional<Date> nearest(const Calendar& cal, Date today, int month, int day) {
+    static std::optional<Date> nearest(const CivilCalendar& cal, Date today, int month, int day) {
         const int year = cal.component(CalendarUnit::Year, today);
         std::optional<Date> best;
         std::optional<Date> inThisYear;
@@ -720,7 +712,8 @@ class Resolver {
         return best;
     }
 
-    std::optional<Date> dayOf(const Fields& f, const Calendar& cal, Date today, bool& exact) const {
+    std::optional<Date> dayOf(const Fields& f, const CivilCalendar& cal, Date today,
+                              bool& exact) const {
         int month = f.month;
         int day = f.day;
         if (f.first != kUnset) {
@@ -748,7 +741,7 @@ class Resolver {
             } else if (f.relation == kLast) {
                 ahead = -((todayWeekday - f.weekday + 6) % 7 + 1);
             }
-            return addDays(cal, today, ahead);
+            return cal.dateByAdding(0, 0, ahead, today);
         }
         if (f.unit != Unit::None) {
             // "next week" is one on, "last week" one back, "this week" none.
@@ -762,27 +755,27 @@ class Resolver {
                 return now_.dateByAddingTimeInterval(signedCount *
                                                      (f.unit == Unit::Hour ? 3600.0 : 60.0));
             }
-            DateComponents add;
+            int years = 0, months = 0, days = 0;
             switch (f.unit) {
                 case Unit::Day:
-                    add.day = signedCount;
+                    days = signedCount;
                     break;
                 case Unit::Week:
-                    add.day = 7 * signedCount;
+                    days = 7 * signedCount;
                     break;
                 case Unit::Month:
-                    add.month = signedCount;
+                    months = signedCount;
                     break;
                 default:
-                    add.year = signedCount;
+                    years = signedCount;
                     break;
             }
             const int base = f.dayOffset == kUnset ? 0 : f.dayOffset;
-            const std::optional<Date> from = addDays(cal, today, base);
-            return from ? cal.dateByAddingComponents(add, *from) : std::nullopt;
+            const std::optional<Date> from = cal.dateByAdding(0, 0, base, today);
+            return from ? cal.dateByAdding(years, months, days, *from) : std::nullopt;
         }
         if (f.dayOffset != kUnset) {
-            return addDays(cal, today, f.dayOffset + f.dayShift);
+            return cal.dateByAdding(0, 0, f.dayOffset + f.dayShift, today);
         }
         return today;
     }

@@ -11,6 +11,7 @@
 #include <unicode/locid.h>
 #include <unicode/unistr.h>
 
+#include "Velmora/dates/CivilCalendar.h"
 #include "Velmora/dates/DateCalendars.h"
 #include "Velmora/dates/DateDetector.h"
 #include "Velmora/dates/DateParserPlan.h"
@@ -321,20 +322,21 @@ std::optional<DatedYear> fromDetector(const std::string& text, const Calendar& c
         log::debug("[DATE PARSER] Detected Duration: {:f}", found->duration);
     }
     std::optional<Date> date = found->date;
+    const CivilCalendar civil(calendar);
     // A bare number is never taken as an hour.
-    const DateComponents time = calendar.components(kTimeUnits, *date);
-    const bool hasTime =
-        time.hour.value_or(0) != 0 || time.minute.value_or(0) != 0 || time.second.value_or(0) != 0;
+    const bool hasTime = civil.component(CalendarUnit::Hour, *date) != 0 ||
+                         civil.component(CalendarUnit::Minute, *date) != 0 ||
+                         civil.component(CalendarUnit::Second, *date) != 0;
     if (hasTime && text.find("am") == std::string::npos && text.find("pm") == std::string::npos &&
         text.find(':') == std::string::npos) {
-        date = calendar.startOfDay(*date);
+        date = civil.startOfDay(*date);
         if (!date) {
             return std::nullopt;
         }
     }
     // "dec 20" typed early in January means the coming December.
-    const int thisYear = calendar.component(CalendarUnit::Year, now);
-    const int year = calendar.component(CalendarUnit::Year, *date);
+    const int thisYear = civil.component(CalendarUnit::Year, now);
+    const int year = civil.component(CalendarUnit::Year, *date);
     const auto withinTwoMonths = [&] {
         const long daysAgo = daysToDate(*date, now);
         return daysAgo >= 0 && daysAgo <= 60;
@@ -345,7 +347,7 @@ std::optional<DatedYear> fromDetector(const std::string& text, const Calendar& c
         if (!date) {
             return std::nullopt;
         }
-        return DatedYear{*date, calendar.component(CalendarUnit::Year, *date), thisYear};
+        return DatedYear{*date, civil.component(CalendarUnit::Year, *date), thisYear};
     }
     return DatedYear{*date, year, thisYear};
 }
@@ -512,8 +514,9 @@ DateParseResult explainParsingDateForString(std::string_view input, const Calend
             log::debug("[DATE PARSER] Parsed date '{}' using Format: {}", text, attempt.pattern);
         }
         if (const std::optional<Date> date = finish(attempt, *parsed, *calendar, now)) {
-            result.date = plausible(DatedYear{*date, calendar->component(CalendarUnit::Year, *date),
-                                              calendar->component(CalendarUnit::Year, now)},
+            const CivilCalendar civil(*calendar);
+            result.date = plausible(DatedYear{*date, civil.component(CalendarUnit::Year, *date),
+                                              civil.component(CalendarUnit::Year, now)},
                                     *calendar, now);
             result.step = attempt.step;
             result.pattern = attempt.pattern;
