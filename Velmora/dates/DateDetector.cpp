@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdint>
 #include <cstdlib>
 #include <string>
 #include <utility>
@@ -28,7 +29,18 @@ struct Token {
     bool glued = false;  // no blank before it
     // What the word tables say of a word, looked up once per token.
     int month = kUnset, weekday = kUnset, countWord = kUnset, unit = kUnset, relation = kUnset;
+    std::uint32_t classes = 0;  // the k...Class bits below: the elements that may read it
 };
+
+// Classes of tokens, by the elements that may read them.
+constexpr std::uint32_t kNumberClass = 1U << 0;
+constexpr std::uint32_t kMonthClass = 1U << 1;
+constexpr std::uint32_t kWeekdayClass = 1U << 2;
+constexpr std::uint32_t kRelationClass = 1U << 3;
+constexpr std::uint32_t kUnitClass = 1U << 4;
+constexpr std::uint32_t kCountWordClass = 1U << 5;
+constexpr std::uint32_t kWordClass = 1U << 6;  // any word (markers, zones)
+constexpr std::uint32_t kSignClass = 1U << 7;  // "+" or "-" (zone offsets)
 
 enum class Unit { None, Minute, Hour, Day, Week, Month, Year };
 
@@ -83,6 +95,11 @@ struct Element {
 struct Row {
     bool isTime;  // a time row; date rows come first in the table
     std::vector<Element> elements;
+    // What the row's first token may be: a token of these classes, or one of these
+    // words (the elements up to the first one that is not optional may read it).
+    std::uint32_t firstClasses = 0;
+    std::vector<std::string> firstWords;
+    bool beginsAnywhere = false;  // every element optional: no test
 };
 
 // --- Word tables ----------------------------------------------------------------------
@@ -253,11 +270,55 @@ Element parseElement(std::string token) {
     return element;
 }
 
+// The classes of tokens an element may read.
+std::uint32_t classesReadBy(Kind kind) {
+    switch (kind) {
+        case Kind::Month:
+            return kMonthClass;
+        case Kind::Weekday:
+            return kWeekdayClass;
+        case Kind::Relation:
+            return kRelationClass;
+        case Kind::Unit:
+            return kUnitClass;
+        case Kind::Count:
+            return kNumberClass | kCountWordClass;
+        case Kind::Meridiem:
+        case Kind::EndMeridiem:
+            return kWordClass;
+        case Kind::Zone:
+            return kWordClass | kSignClass;
+        case Kind::Literal:
+            return 0;
+        default:
+            return kNumberClass;
+    }
+}
+
+void noteFirstTokens(Row& row) {
+    for (const Element& element : row.elements) {
+        row.firstClasses |= classesReadBy(element.kind);
+        if (element.kind == Kind::Literal) {
+            row.firstWords.insert(row.firstWords.end(), element.words.begin(), element.words.end());
+        }
+        if (!element.optional) {
+            return;
+        }
+    }
+    row.beginsAnywhere = true;
+}
+
+bool mayBegin(const Row& row, const Token& token) {
+    return row.beginsAnywhere || (row.firstClasses & token.classes) != 0 ||
+           std::find(row.firstWords.begin(), row.firstWords.end(), token.text) !=
+               row.firstWords.end();
+}
+
 const std::vector<Row>& grammar() {
     static const std::vector<Row> rows = [] {
         std::vector<Row> built;
         for (const auto& [isTime, text] : kGrammar) {
-            Row row{isTime, {}};
+            Row row{isTime, {}, 0, {}, false};
             const std::string_view line = text;
             std::size_t start = 0;
             while (start < line.size()) {
@@ -266,6 +327,7 @@ const std::vector<Row>& grammar() {
                     parseElement(std::string(line.substr(start, blank - start))));
                 start = blank + 1;
             }
+            noteFirstTokens(row);
             built.push_back(std::move(row));
         }
         return built;
@@ -347,6 +409,17 @@ std::vector<Token> tokenize(std::string_view text) {
             }
         } else {
             token.text.assign(1, c);
+        }
+        if (token.kind == Token::Kind::Number) {
+            token.classes = kNumberClass;
+        } else if (token.kind == Token::Kind::Word) {
+            token.classes = kWordClass | (token.month != kUnset ? kMonthClass : 0U) |
+                            (token.weekday != kUnset ? kWeekdayClass : 0U) |
+                            (token.relation != kUnset ? kRelationClass : 0U) |
+                            (token.unit != kUnset ? kUnitClass : 0U) |
+                            (token.countWord != kUnset ? kCountWordClass : 0U);
+        } else if (c == '+' || c == '-') {
+            token.classes = kSignClass;
         }
         i = token.end;
         blankBefore = false;
@@ -797,9 +870,12 @@ std::vector<DetectedDate> DateDetector::scan(std::string_view text, bool firstOn
     // The longest reading of the date rows (or the time rows) at `at`.
     auto longest = [&](bool time, std::size_t at, Fields& out) {
         std::size_t best = 0;
+        if (at >= tokens.size()) {
+            return best;
+        }
         for (const Row& row : rows) {
-            Fields fields;
-            if (row.isTime == time) {
+            if (row.isTime == time && mayBegin(row, tokens[at])) {
+                Fields fields;
                 const std::size_t end = matcher.match(row, at, fields);
                 if (end > best) {
                     best = end;
