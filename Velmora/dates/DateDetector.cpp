@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "Velmora/dates/CivilCalendar.h"
@@ -104,8 +105,9 @@ struct Row {
 
 // --- Word tables ----------------------------------------------------------------------
 
+// Names as views: a word is compared with every entry, and most differ in length.
 struct NamedValue {
-    const char* name;
+    std::string_view name;
     int value;
 };
 
@@ -146,8 +148,9 @@ constexpr std::array kRelations{NamedValue{"this", kThis}, NamedValue{"coming", 
                                 NamedValue{"next", kNext}, NamedValue{"last", kLast},
                                 NamedValue{"previous", kLast}};
 
-constexpr std::array kZones{"utc", "gmt", "z",   "est", "edt",  "cst", "cdt", "mst",
-                            "mdt", "pst", "pdt", "cet", "cest", "bst", "jst"};
+constexpr std::array<std::string_view, 15> kZones{"utc", "gmt", "z",    "est", "edt",
+                                                  "cst", "cdt", "mst",  "mdt", "pst",
+                                                  "pdt", "cet", "cest", "bst", "jst"};
 
 // Literal words that also say something.
 void applyWord(const std::string& word, Fields& fields) {
@@ -179,7 +182,7 @@ void applyWord(const std::string& word, Fields& fields) {
 template <std::size_t N>
 int lookUp(const std::array<NamedValue, N>& table, const std::string& word) {
     for (const NamedValue& entry : table) {
-        if (word == entry.name) {
+        if (std::string_view(word) == entry.name) {
             return entry.value;
         }
     }
@@ -664,7 +667,7 @@ class Resolver {
     std::optional<DetectedDate> resolve(const Fields& f) const {
         std::optional<TimeZone> zone;
         if (f.zoneAbbreviation != kUnset) {
-            std::string upper = kZones[static_cast<std::size_t>(f.zoneAbbreviation)];
+            std::string upper(kZones[static_cast<std::size_t>(f.zoneAbbreviation)]);
             for (char& c : upper) {
                 c = static_cast<char>(c & ~0x20);
             }
