@@ -8,6 +8,7 @@
 #include <unicode/basictz.h>
 #include <unicode/tztrans.h>
 
+#include "Velmora/dates/NSDate+Extras.h"
 #include "Velmora/platform/locale/TimeZone.h"
 
 namespace velmora {
@@ -21,6 +22,10 @@ constexpr double kMillisecondsPerDay = 86'400'000.0;
 // has moved its clocks by more than a day at once.
 constexpr double kMargin = 2 * kMillisecondsPerDay;
 constexpr int kFirstYear = 1, kLastYear = 9999;
+// Longer sums in days are left to the calendar (and to its limits).
+constexpr long long kLongestSpan = 4'000'000;
+// Instants this large are far from where a double's milliseconds stop being whole.
+constexpr double kLargestInstant = 1e15;
 
 // A stretch of time between two transitions of a zone, [from, to), and its offset.
 struct Stretch {
@@ -197,63 +202,101 @@ std::optional<Date> CivilCalendar::dateFromDay(int year, int month, int day) con
 }
 
 std::optional<Date> CivilCalendar::dateByAdding(int years, int months, int days, Date date) const {
-    const auto asked = [&] {
-        DateComponents amount;
-        amount.year = years;
-        amount.month = months;
-        amount.day = days;
-        return calendar_.dateByAddingComponents(amount, date);
-    };
+    if (const std::optional<Date> sum = sumOf(years, months, days, date)) {
+        return sum;
+    }
+    DateComponents amount;
+    amount.year = years;
+    amount.month = months;
+    amount.day = days;
+    return calendar_.dateByAddingComponents(amount, date);
+}
+
+std::optional<Date> CivilCalendar::sumOf(int years, int months, long long days, Date date) const {
     const double milliseconds = date.timeIntervalSince1970() * 1000.0;
     const std::optional<Local> at = local(date);
     // Whole milliseconds only: the calendar keeps a fraction its own way.
-    if (!at || milliseconds != std::floor(milliseconds)) {
-        return asked();
+    if (!at || milliseconds != std::floor(milliseconds) || days < -kLongestSpan ||
+        days > kLongestSpan) {
+        return std::nullopt;
     }
     // Every step (years, then months, then days) keeps the wall-clock time; when all of
     // them stay well inside the date's stretch, no step meets a transition.
     const Stretch* stretch = stretchAt(calendar_.timeZone(), *zone_, milliseconds);
     if (stretch == nullptr) {
-        return asked();
+        return std::nullopt;
     }
+    const auto instant = [&](long long number) {
+        return static_cast<double>(number) * kMillisecondsPerDay + at->millisecondInDay -
+               stretch->offset;
+    };
     const year_month_day civil = civilFromDays(at->day);
     int year = static_cast<int>(civil.year());
     int month = static_cast<int>(static_cast<unsigned>(civil.month()));
     int day = static_cast<int>(static_cast<unsigned>(civil.day()));
     long long dayNumber = at->day;
-    const auto fits = [&](long long number) {
-        const double instant = static_cast<double>(number) * kMillisecondsPerDay +
-                               at->millisecondInDay - stretch->offset;
-        return stretch->holdsWithMargin(instant);
-    };
     if (years != 0 || months != 0) {
         const long long monthNumber = static_cast<long long>(year) * 12 + (month - 1);
         for (const long long moved :
              {monthNumber + 12LL * years, monthNumber + 12LL * years + months}) {
             const long long newYear = moved >= 0 ? moved / 12 : -((-moved + 11) / 12);
             if (newYear < kFirstYear || newYear > kLastYear) {
-                return asked();
+                return std::nullopt;
             }
             year = static_cast<int>(newYear);
             month = static_cast<int>(moved - newYear * 12) + 1;
             day = std::min(day, daysInMonth(year, month));
             dayNumber = daysFromCivil(year, month, day);
-            if (!fits(dayNumber)) {
-                return asked();
+            if (!stretch->holdsWithMargin(instant(dayNumber))) {
+                return std::nullopt;
             }
         }
     }
     dayNumber += days;
-    if (!fits(dayNumber)) {
-        return asked();
-    }
     const int lastYear = static_cast<int>(civilFromDays(dayNumber).year());
-    if (lastYear < kFirstYear || lastYear > kLastYear) {
-        return asked();
+    if (!stretch->holdsWithMargin(instant(dayNumber)) || lastYear < kFirstYear ||
+        lastYear > kLastYear) {
+        return std::nullopt;
     }
-    return Date((static_cast<double>(dayNumber) * kMillisecondsPerDay + at->millisecondInDay -
-                 stretch->offset) /
-                1000.0);
+    return Date(instant(dayNumber) / 1000.0);
+}
+
+std::optional<Date> CivilCalendar::dateByAddingDays(Date date, int days, int weeks, int months,
+                                                    int years, int hours) const {
+    if (days == 0 && weeks == 0 && months == 0 && years == 0 && hours == -1) {
+        return date;
+    }
+    const std::optional<Date> sum =
+        sumOf(years, months, static_cast<long long>(days) + 7LL * weeks, date);
+    const std::optional<Local> at = sum ? local(*sum) : std::nullopt;
+    if (!at) {
+        return getDateByAddingDays(date, days, weeks, months, years, hours, &calendar_);
+    }
+    if (hours < 0) {
+        return sum;
+    }
+    if (hours > 23) {
+        return getDateByAddingDays(date, days, weeks, months, years, hours, &calendar_);
+    }
+    // getDateBySettingHours: the date as it is when its time is hours:00:00 already.
+    const int millisecond = static_cast<int>(at->millisecondInDay);
+    if (millisecond / 1000 == hours * 3600) {
+        return sum;
+    }
+    if (const std::optional<Date> set = instantOf(at->day, hours * 3'600'000.0)) {
+        return set;
+    }
+    return getDateByAddingDays(date, days, weeks, months, years, hours, &calendar_);
+}
+
+std::optional<Date> CivilCalendar::dateByAddingHours(Date date, int hours, int minutes) const {
+    const double milliseconds = date.timeIntervalSince1970() * 1000.0;
+    // Elapsed time, added as the calendar adds it: hours first, then minutes.
+    if ((hours != 0 || minutes != 0) && std::isfinite(milliseconds) &&
+        milliseconds == std::floor(milliseconds) && std::abs(milliseconds) < kLargestInstant) {
+        return Date((milliseconds + hours * 3'600'000.0 + minutes * 60'000.0) / 1000.0);
+    }
+    return getDateByAddingHours(date, hours, minutes, 0);
 }
 
 }  // namespace velmora

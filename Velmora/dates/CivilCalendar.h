@@ -46,6 +46,10 @@ class CivilCalendar {
     // Calendar::dateByAddingComponents with the amounts in years, months and days.
     [[nodiscard]] std::optional<Date> dateByAdding(int years, int months, int days,
                                                    Date date) const;
+    // getDateByAddingDays and getDateByAddingHours (seconds 0) on this calendar.
+    [[nodiscard]] std::optional<Date> dateByAddingDays(Date date, int days, int weeks, int months,
+                                                       int years, int hours) const;
+    [[nodiscard]] std::optional<Date> dateByAddingHours(Date date, int hours, int minutes) const;
 
   private:
     struct Local {
@@ -56,6 +60,8 @@ class CivilCalendar {
     std::optional<Local> local(Date date) const;
     // The one instant of a wall-clock time; nothing when this class does not decide it.
     std::optional<Date> instantOf(long long day, double millisecondInDay) const;
+    // The sum in years, months and days; nothing when this class does not decide it.
+    std::optional<Date> sumOf(int years, int months, long long days, Date date) const;
 
     const Calendar& calendar_;
     const icu::BasicTimeZone* zone_;  // null: every answer comes from the calendar

@@ -197,7 +197,8 @@ int intValue(std::string_view text) {
 
 // The time part of a compact form added to its 00:00 date. `pushIfPast`: a weekday that
 // is today, read on a 24-hour clock, moves a week on when the time has passed.
-std::optional<Date> withCompactTime(Date date, const std::string& digits, const std::string& marker,
+std::optional<Date> withCompactTime(const CivilCalendar& civil, Date date,
+                                    const std::string& digits, const std::string& marker,
                                     bool pushIfPast) {
     std::string t = replaceAll(digits, ":", "");
     const std::string a = lowerCased(marker);
@@ -221,7 +222,7 @@ std::optional<Date> withCompactTime(Date date, const std::string& digits, const 
         } else if (a[0] == 'a' && hours == 12) {
             hours = 0;
         }
-        return getDateByAddingHours(date, hours, minutes, 0);
+        return civil.dateByAddingHours(date, hours, minutes);
     }
     if (t.empty() || t.size() > 4) {
         return date;
@@ -235,7 +236,7 @@ std::optional<Date> withCompactTime(Date date, const std::string& digits, const 
     } else {
         hours = intValue(t);
     }
-    std::optional<Date> timed = getDateByAddingHours(date, hours, minutes, 0);
+    std::optional<Date> timed = civil.dateByAddingHours(date, hours, minutes);
     // Deliberately only here: "mon 9" typed on a Monday at 10:00 means next Monday, while
     // "mon 9am" keeps today's 09:00 in the past, as users of the original came to expect.
     if (timed && pushIfPast && *timed < Clock::now()) {
@@ -246,31 +247,29 @@ std::optional<Date> withCompactTime(Date date, const std::string& digits, const 
 
 std::optional<Date> compactCountAndUnit(const CompactParts& parts, Date today,
                                         const Calendar& calendar) {
+    const CivilCalendar civil(calendar);
     const int count = intValue(parts.lead);
     const std::string& unit = parts.unit;
     const Date now = Clock::now();
     std::optional<Date> date;
     if (unit == "d" || unit == "day" || unit == "days") {
-        date = getDateByAddingDays(now, count, 0, 0, 0, 0, &calendar);
+        date = civil.dateByAddingDays(now, count, 0, 0, 0, 0);
     } else if (unit == "w" || unit == "week" || unit == "weeks") {
-        date = getDateByAddingDays(now, 0, count, 0, 0, 0, &calendar);
+        date = civil.dateByAddingDays(now, 0, count, 0, 0, 0);
     } else if (unit == "m" || unit == "month" || unit == "months") {
-        date = getDateByAddingDays(now, 0, 0, count, 0, 0, &calendar);
+        date = civil.dateByAddingDays(now, 0, 0, count, 0, 0);
     } else if (unit == "y" || unit == "year" || unit == "years") {
-        date = getDateByAddingDays(now, 0, 0, 0, count, 0, &calendar);
+        date = civil.dateByAddingDays(now, 0, 0, 0, count, 0);
     } else {  // "st", "nd", "rd", "th": a day of this month while it is to come, else next
-        const DateComponents todayParts = calendar.components(kDayUnits, today);
-        DateComponents day;
-        day.year = todayParts.year;
-        day.month = *todayParts.month + (*todayParts.day < count ? 0 : 1);
-        day.day = count;
-        day.hour = 0;
-        date = calendar.dateFromComponents(day);
+        const int thisDay = civil.component(CalendarUnit::Day, today);
+        date = civil.dateFromDay(
+            civil.component(CalendarUnit::Year, today),
+            civil.component(CalendarUnit::Month, today) + (thisDay < count ? 0 : 1), count);
     }
     if (!date) {
         return std::nullopt;
     }
-    return withCompactTime(*date, parts.digits, parts.marker, false);
+    return withCompactTime(civil, *date, parts.digits, parts.marker, false);
 }
 
 std::optional<Date> compactWeekday(const CompactParts& parts, Date today,
@@ -284,13 +283,14 @@ std::optional<Date> compactWeekday(const CompactParts& parts, Date today,
             target = static_cast<int>(i) + 1;
         }
     }
-    const int weekday = calendar.component(CalendarUnit::Weekday, today);
+    const CivilCalendar civil(calendar);
+    const int weekday = civil.component(CalendarUnit::Weekday, today);
     const int ahead = target >= weekday ? target - weekday : 7 - weekday + target;
-    const std::optional<Date> date = getDateByAddingDays(today, ahead, 0, 0, 0, 0, &calendar);
+    const std::optional<Date> date = civil.dateByAddingDays(today, ahead, 0, 0, 0, 0);
     if (!date) {
         return std::nullopt;
     }
-    return withCompactTime(*date, parts.digits, parts.marker, ahead == 0);
+    return withCompactTime(civil, *date, parts.digits, parts.marker, ahead == 0);
 }
 
 std::optional<Date> withYear(Date date, int year, const Calendar& calendar) {
@@ -438,7 +438,7 @@ std::optional<Date> tryParsingXDayXXXXFormat(std::string_view input) {
     }
     const std::shared_ptr<Calendar> calendar = dao.getThreadSafeNSCalendar(false);
     if (text == "tom") {
-        return getDateByAddingDays(*today, 1, 0, 0, 0, 0, calendar.get());
+        return CivilCalendar(*calendar).dateByAddingDays(*today, 1, 0, 0, 0, 0);
     }
     for (const char* filler : {" at ", " around ", " near "}) {
         text = replaceAll(std::move(text), filler, "");
