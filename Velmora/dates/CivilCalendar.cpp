@@ -122,6 +122,12 @@ std::optional<CivilCalendar::Local> CivilCalendar::local(Date date) const {
 }
 
 std::optional<Date> CivilCalendar::instantOf(long long day, double millisecondInDay) const {
+    const std::optional<Instant> instant = instantAndOffset(day, millisecondInDay);
+    return instant ? std::optional<Date>(Date(instant->milliseconds / 1000.0)) : std::nullopt;
+}
+
+std::optional<CivilCalendar::Instant> CivilCalendar::instantAndOffset(
+    long long day, double millisecondInDay) const {
     const double wall = static_cast<double>(day) * kMillisecondsPerDay + millisecondInDay;
     const int year = static_cast<int>(civilFromDays(day).year());
     if (zone_ == nullptr || year < kFirstYear || year > kLastYear) {
@@ -138,7 +144,7 @@ std::optional<Date> CivilCalendar::instantOf(long long day, double millisecondIn
         !stretch->holdsWithMargin(milliseconds)) {
         return std::nullopt;
     }
-    return Date(milliseconds / 1000.0);
+    return Instant{milliseconds, offset};
 }
 
 int CivilCalendar::component(CalendarUnit unit, Date date) const {
@@ -202,7 +208,7 @@ std::optional<Date> CivilCalendar::dateFromDay(int year, int month, int day) con
 }
 
 std::optional<Date> CivilCalendar::dateByAdding(int years, int months, int days, Date date) const {
-    if (const std::optional<Date> sum = sumOf(years, months, days, date)) {
+    if (const std::optional<Date> sum = sumOf(years, months, {days}, date)) {
         return sum;
     }
     DateComponents amount;
@@ -212,53 +218,64 @@ std::optional<Date> CivilCalendar::dateByAdding(int years, int months, int days,
     return calendar_.dateByAddingComponents(amount, date);
 }
 
-std::optional<Date> CivilCalendar::sumOf(int years, int months, long long days, Date date) const {
+std::optional<Date> CivilCalendar::sumOf(int years, int months,
+                                         std::initializer_list<long long> daySteps,
+                                         Date date) const {
     const double milliseconds = date.timeIntervalSince1970() * 1000.0;
     const std::optional<Local> at = local(date);
     // Whole milliseconds only: the calendar keeps a fraction its own way.
-    if (!at || milliseconds != std::floor(milliseconds) || days < -kLongestSpan ||
-        days > kLongestSpan) {
+    if (!at || milliseconds != std::floor(milliseconds)) {
         return std::nullopt;
     }
-    // Every step (years, then months, then days) keeps the wall-clock time; when all of
-    // them stay well inside the date's stretch, no step meets a transition.
-    const Stretch* stretch = stretchAt(calendar_.timeZone(), *zone_, milliseconds);
-    if (stretch == nullptr) {
-        return std::nullopt;
-    }
-    const auto instant = [&](long long number) {
-        return static_cast<double>(number) * kMillisecondsPerDay + at->millisecondInDay -
-               stretch->offset;
-    };
+    // Each step keeps the wall-clock time. Years and months set the calendar's fields, so
+    // a step lands on the one instant of its wall-clock time. Days move the instant by
+    // whole days and then by the change of offset, which lands on that same instant as long
+    // as the change is less than a day.
     const year_month_day civil = civilFromDays(at->day);
     int year = static_cast<int>(civil.year());
     int month = static_cast<int>(static_cast<unsigned>(civil.month()));
     int day = static_cast<int>(static_cast<unsigned>(civil.day()));
     long long dayNumber = at->day;
-    if (years != 0 || months != 0) {
-        const long long monthNumber = static_cast<long long>(year) * 12 + (month - 1);
-        for (const long long moved :
-             {monthNumber + 12LL * years, monthNumber + 12LL * years + months}) {
-            const long long newYear = moved >= 0 ? moved / 12 : -((-moved + 11) / 12);
-            if (newYear < kFirstYear || newYear > kLastYear) {
-                return std::nullopt;
-            }
-            year = static_cast<int>(newYear);
-            month = static_cast<int>(moved - newYear * 12) + 1;
-            day = std::min(day, daysInMonth(year, month));
-            dayNumber = daysFromCivil(year, month, day);
-            if (!stretch->holdsWithMargin(instant(dayNumber))) {
-                return std::nullopt;
-            }
+    double offset =
+        static_cast<double>(at->day) * kMillisecondsPerDay + at->millisecondInDay - milliseconds;
+    double instant = milliseconds;
+    const auto toMonth = [&](long long moved) {
+        if (moved < 12LL * kFirstYear || moved >= 12LL * (kLastYear + 1)) {
+            return false;
         }
-    }
-    dayNumber += days;
-    const int lastYear = static_cast<int>(civilFromDays(dayNumber).year());
-    if (!stretch->holdsWithMargin(instant(dayNumber)) || lastYear < kFirstYear ||
-        lastYear > kLastYear) {
+        year = static_cast<int>(moved / 12);
+        month = static_cast<int>(moved % 12) + 1;
+        day = std::min(day, daysInMonth(year, month));
+        dayNumber = daysFromCivil(year, month, day);
+        const std::optional<Instant> landed = instantAndOffset(dayNumber, at->millisecondInDay);
+        if (!landed) {
+            return false;
+        }
+        instant = landed->milliseconds;
+        offset = landed->offset;
+        return true;
+    };
+    const long long monthNumber = static_cast<long long>(year) * 12 + (month - 1);
+    if ((years != 0 && !toMonth(monthNumber + 12LL * years)) ||
+        (months != 0 && !toMonth(static_cast<long long>(year) * 12 + (month - 1) + months))) {
         return std::nullopt;
     }
-    return Date(instant(dayNumber) / 1000.0);
+    for (const long long step : daySteps) {
+        if (step == 0) {
+            continue;
+        }
+        if (step < -kLongestSpan || step > kLongestSpan) {
+            return std::nullopt;
+        }
+        dayNumber += step;
+        const std::optional<Instant> landed = instantAndOffset(dayNumber, at->millisecondInDay);
+        if (!landed || std::abs(landed->offset - offset) >= kMillisecondsPerDay) {
+            return std::nullopt;
+        }
+        instant = landed->milliseconds;
+        offset = landed->offset;
+    }
+    return Date(instant / 1000.0);
 }
 
 std::optional<Date> CivilCalendar::dateByAddingDays(Date date, int days, int weeks, int months,
@@ -266,8 +283,7 @@ std::optional<Date> CivilCalendar::dateByAddingDays(Date date, int days, int wee
     if (days == 0 && weeks == 0 && months == 0 && years == 0 && hours == -1) {
         return date;
     }
-    const std::optional<Date> sum =
-        sumOf(years, months, static_cast<long long>(days) + 7LL * weeks, date);
+    const std::optional<Date> sum = sumOf(years, months, {days, 7LL * weeks}, date);
     const std::optional<Local> at = sum ? local(*sum) : std::nullopt;
     if (!at) {
         return getDateByAddingDays(date, days, weeks, months, years, hours, &calendar_);

@@ -16,6 +16,7 @@
 //   const CivilCalendar civil(calendar);
 //   std::optional<Date> today = civil.startOfDay(now);
 
+#include <initializer_list>
 #include <optional>
 
 #include "Velmora/platform/foundation/Date.h"
@@ -60,8 +61,15 @@ class CivilCalendar {
     std::optional<Local> local(Date date) const;
     // The one instant of a wall-clock time; nothing when this class does not decide it.
     std::optional<Date> instantOf(long long day, double millisecondInDay) const;
-    // The sum in years, months and days; nothing when this class does not decide it.
-    std::optional<Date> sumOf(int years, int months, long long days, Date date) const;
+    struct Instant {
+        double milliseconds;
+        double offset;  // the zone's, in milliseconds
+    };
+    std::optional<Instant> instantAndOffset(long long day, double millisecondInDay) const;
+    // The sum of years, months and then each step of days, as the calendar adds them one
+    // after the other; nothing when this class does not decide it.
+    std::optional<Date> sumOf(int years, int months, std::initializer_list<long long> daySteps,
+                              Date date) const;
 
     const Calendar& calendar_;
     const icu::BasicTimeZone* zone_;  // null: every answer comes from the calendar
