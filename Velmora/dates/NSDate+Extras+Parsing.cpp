@@ -494,13 +494,15 @@ DateParseResult explainParsingDateForString(std::string_view input, const Calend
     }
 
     const Date now = Clock::now();
-    const DateParserPlan& plan = DateParserPlan::forCurrentSettings();
+    // The plan reads the region's order the same way; it is fetched only when the
+    // detector found nothing.
     if (const std::optional<DatedYear> detected =
-            fromDetector(text, *calendar, now, plan.monthFirst())) {
+            fromDetector(text, *calendar, now, DateDetector::regionIsMonthFirst())) {
         result.date = plausible(*detected, *calendar, now);
         result.step = DateParseStep::Detector;
         return result;
     }
+    const DateParserPlan& plan = DateParserPlan::forCurrentSettings();
     const TextProfile profile = TextProfile::of(text, plan.words());
     for (const ParseAttempt& attempt : plan.attempts()) {
         if (!profile.mayParse(attempt.needs)) {
