@@ -6,9 +6,13 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdint>
 #include <cstdlib>
 #include <string>
+#include <string_view>
 #include <utility>
+
+#include "Velmora/dates/CivilCalendar.h"
 
 namespace velmora {
 namespace {
@@ -26,7 +30,18 @@ struct Token {
     bool glued = false;  // no blank before it
     // What the word tables say of a word, looked up once per token.
     int month = kUnset, weekday = kUnset, countWord = kUnset, unit = kUnset, relation = kUnset;
+    std::uint32_t classes = 0;  // the k...Class bits below: the elements that may read it
 };
+
+// Classes of tokens, by the elements that may read them.
+constexpr std::uint32_t kNumberClass = 1U << 0;
+constexpr std::uint32_t kMonthClass = 1U << 1;
+constexpr std::uint32_t kWeekdayClass = 1U << 2;
+constexpr std::uint32_t kRelationClass = 1U << 3;
+constexpr std::uint32_t kUnitClass = 1U << 4;
+constexpr std::uint32_t kCountWordClass = 1U << 5;
+constexpr std::uint32_t kWordClass = 1U << 6;  // any word (markers, zones)
+constexpr std::uint32_t kSignClass = 1U << 7;  // "+" or "-" (zone offsets)
 
 enum class Unit { None, Minute, Hour, Day, Week, Month, Year };
 
@@ -81,12 +96,18 @@ struct Element {
 struct Row {
     bool isTime;  // a time row; date rows come first in the table
     std::vector<Element> elements;
+    // What the row's first token may be: a token of these classes, or one of these
+    // words (the elements up to the first one that is not optional may read it).
+    std::uint32_t firstClasses = 0;
+    std::vector<std::string> firstWords;
+    bool beginsAnywhere = false;  // every element optional: no test
 };
 
 // --- Word tables ----------------------------------------------------------------------
 
+// Names as views: a word is compared with every entry, and most differ in length.
 struct NamedValue {
-    const char* name;
+    std::string_view name;
     int value;
 };
 
@@ -127,8 +148,9 @@ constexpr std::array kRelations{NamedValue{"this", kThis}, NamedValue{"coming", 
                                 NamedValue{"next", kNext}, NamedValue{"last", kLast},
                                 NamedValue{"previous", kLast}};
 
-constexpr std::array kZones{"utc", "gmt", "z",   "est", "edt",  "cst", "cdt", "mst",
-                            "mdt", "pst", "pdt", "cet", "cest", "bst", "jst"};
+constexpr std::array<std::string_view, 15> kZones{"utc", "gmt", "z",    "est", "edt",
+                                                  "cst", "cdt", "mst",  "mdt", "pst",
+                                                  "pdt", "cet", "cest", "bst", "jst"};
 
 // Literal words that also say something.
 void applyWord(const std::string& word, Fields& fields) {
@@ -160,7 +182,7 @@ void applyWord(const std::string& word, Fields& fields) {
 template <std::size_t N>
 int lookUp(const std::array<NamedValue, N>& table, const std::string& word) {
     for (const NamedValue& entry : table) {
-        if (word == entry.name) {
+        if (std::string_view(word) == entry.name) {
             return entry.value;
         }
     }
@@ -251,11 +273,55 @@ Element parseElement(std::string token) {
     return element;
 }
 
+// The classes of tokens an element may read.
+std::uint32_t classesReadBy(Kind kind) {
+    switch (kind) {
+        case Kind::Month:
+            return kMonthClass;
+        case Kind::Weekday:
+            return kWeekdayClass;
+        case Kind::Relation:
+            return kRelationClass;
+        case Kind::Unit:
+            return kUnitClass;
+        case Kind::Count:
+            return kNumberClass | kCountWordClass;
+        case Kind::Meridiem:
+        case Kind::EndMeridiem:
+            return kWordClass;
+        case Kind::Zone:
+            return kWordClass | kSignClass;
+        case Kind::Literal:
+            return 0;
+        default:
+            return kNumberClass;
+    }
+}
+
+void noteFirstTokens(Row& row) {
+    for (const Element& element : row.elements) {
+        row.firstClasses |= classesReadBy(element.kind);
+        if (element.kind == Kind::Literal) {
+            row.firstWords.insert(row.firstWords.end(), element.words.begin(), element.words.end());
+        }
+        if (!element.optional) {
+            return;
+        }
+    }
+    row.beginsAnywhere = true;
+}
+
+bool mayBegin(const Row& row, const Token& token) {
+    return row.beginsAnywhere || (row.firstClasses & token.classes) != 0 ||
+           std::find(row.firstWords.begin(), row.firstWords.end(), token.text) !=
+               row.firstWords.end();
+}
+
 const std::vector<Row>& grammar() {
     static const std::vector<Row> rows = [] {
         std::vector<Row> built;
         for (const auto& [isTime, text] : kGrammar) {
-            Row row{isTime, {}};
+            Row row{isTime, {}, 0, {}, false};
             const std::string_view line = text;
             std::size_t start = 0;
             while (start < line.size()) {
@@ -264,6 +330,7 @@ const std::vector<Row>& grammar() {
                     parseElement(std::string(line.substr(start, blank - start))));
                 start = blank + 1;
             }
+            noteFirstTokens(row);
             built.push_back(std::move(row));
         }
         return built;
@@ -345,6 +412,17 @@ std::vector<Token> tokenize(std::string_view text) {
             }
         } else {
             token.text.assign(1, c);
+        }
+        if (token.kind == Token::Kind::Number) {
+            token.classes = kNumberClass;
+        } else if (token.kind == Token::Kind::Word) {
+            token.classes = kWordClass | (token.month != kUnset ? kMonthClass : 0U) |
+                            (token.weekday != kUnset ? kWeekdayClass : 0U) |
+                            (token.relation != kUnset ? kRelationClass : 0U) |
+                            (token.unit != kUnset ? kUnitClass : 0U) |
+                            (token.countWord != kUnset ? kCountWordClass : 0U);
+        } else if (c == '+' || c == '-') {
+            token.classes = kSignClass;
         }
         i = token.end;
         blankBefore = false;
@@ -589,7 +667,7 @@ class Resolver {
     std::optional<DetectedDate> resolve(const Fields& f) const {
         std::optional<TimeZone> zone;
         if (f.zoneAbbreviation != kUnset) {
-            std::string upper = kZones[static_cast<std::size_t>(f.zoneAbbreviation)];
+            std::string upper(kZones[static_cast<std::size_t>(f.zoneAbbreviation)]);
             for (char& c : upper) {
                 c = static_cast<char>(c & ~0x20);
             }
@@ -607,7 +685,7 @@ class Resolver {
             zoned.emplace(calendar_);
             zoned->setTimeZone(*zone);
         }
-        const Calendar& cal = zoned ? *zoned : calendar_;
+        const CivilCalendar cal(zoned ? *zoned : calendar_);
         const std::optional<Date> today = cal.startOfDay(now_);
         if (!today) {
             return std::nullopt;
@@ -661,7 +739,7 @@ class Resolver {
                 if (until->timeIntervalSince1970() <= timed->timeIntervalSince1970()) {
                     const bool twelve = f.endMeridiem == kUnset && end < 12;
                     until = twelve ? until->dateByAddingTimeInterval(12 * 3600.0)
-                                   : addDays(cal, *until, 1);
+                                   : cal.dateByAdding(0, 0, 1, *until);
                     if (!until) {
                         return std::nullopt;
                     }
@@ -673,22 +751,12 @@ class Resolver {
     }
 
   private:
-    static std::optional<Date> addDays(const Calendar& cal, Date date, int days) {
-        DateComponents add;
-        add.day = days;
-        return cal.dateByAddingComponents(add, date);
-    }
-
     // The day, or nothing when the fields name no day that exists.
-    static std::optional<Date> dayOfYear(const Calendar& cal, int year, int month, int day) {
-        DateComponents parts;
-        parts.year = year;
-        parts.month = month;
-        parts.day = day;
+    static std::optional<Date> dayOfYear(const CivilCalendar& cal, int year, int month, int day) {
         if (month < 1 || month > 12 || day < 1) {
             return std::nullopt;
         }
-        const std::optional<Date> date = cal.dateFromComponents(parts);
+        const std::optional<Date> date = cal.dateFromDay(year, month, day);
         if (!date || cal.component(CalendarUnit::Day, *date) != day) {
             return std::nullopt;
         }
@@ -696,7 +764,7 @@ class Resolver {
     }
 
     // A day and month without a year: the year that puts it nearest to today.
-    static std::optional<Date> nearest(const Calendar& cal, Date today, int month, int day) {
+    static std::optional<Date> nearest(const CivilCalendar& cal, Date today, int month, int day) {
         const int year = cal.component(CalendarUnit::Year, today);
         std::optional<Date> best;
         std::optional<Date> inThisYear;
@@ -720,7 +788,8 @@ class Resolver {
         return best;
     }
 
-    std::optional<Date> dayOf(const Fields& f, const Calendar& cal, Date today, bool& exact) const {
+    std::optional<Date> dayOf(const Fields& f, const CivilCalendar& cal, Date today,
+                              bool& exact) const {
         int month = f.month;
         int day = f.day;
         if (f.first != kUnset) {
@@ -748,7 +817,7 @@ class Resolver {
             } else if (f.relation == kLast) {
                 ahead = -((todayWeekday - f.weekday + 6) % 7 + 1);
             }
-            return addDays(cal, today, ahead);
+            return cal.dateByAdding(0, 0, ahead, today);
         }
         if (f.unit != Unit::None) {
             // "next week" is one on, "last week" one back, "this week" none.
@@ -762,27 +831,27 @@ class Resolver {
                 return now_.dateByAddingTimeInterval(signedCount *
                                                      (f.unit == Unit::Hour ? 3600.0 : 60.0));
             }
-            DateComponents add;
+            int years = 0, months = 0, days = 0;
             switch (f.unit) {
                 case Unit::Day:
-                    add.day = signedCount;
+                    days = signedCount;
                     break;
                 case Unit::Week:
-                    add.day = 7 * signedCount;
+                    days = 7 * signedCount;
                     break;
                 case Unit::Month:
-                    add.month = signedCount;
+                    months = signedCount;
                     break;
                 default:
-                    add.year = signedCount;
+                    years = signedCount;
                     break;
             }
             const int base = f.dayOffset == kUnset ? 0 : f.dayOffset;
-            const std::optional<Date> from = addDays(cal, today, base);
-            return from ? cal.dateByAddingComponents(add, *from) : std::nullopt;
+            const std::optional<Date> from = cal.dateByAdding(0, 0, base, today);
+            return from ? cal.dateByAdding(years, months, days, *from) : std::nullopt;
         }
         if (f.dayOffset != kUnset) {
-            return addDays(cal, today, f.dayOffset + f.dayShift);
+            return cal.dateByAdding(0, 0, f.dayOffset + f.dayShift, today);
         }
         return today;
     }
@@ -804,9 +873,12 @@ std::vector<DetectedDate> DateDetector::scan(std::string_view text, bool firstOn
     // The longest reading of the date rows (or the time rows) at `at`.
     auto longest = [&](bool time, std::size_t at, Fields& out) {
         std::size_t best = 0;
+        if (at >= tokens.size()) {
+            return best;
+        }
         for (const Row& row : rows) {
-            Fields fields;
-            if (row.isTime == time) {
+            if (row.isTime == time && mayBegin(row, tokens[at])) {
+                Fields fields;
                 const std::size_t end = matcher.match(row, at, fields);
                 if (end > best) {
                     best = end;

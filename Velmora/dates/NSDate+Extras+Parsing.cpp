@@ -1,6 +1,7 @@
 // The quick-entry parser: the compact forms first (two expressions), then the keyword
 // table, the date detector, and the formatter attempts of DateParserPlan in their order.
 // The first step that yields a date ends the parse.
+#include <algorithm>
 #include <array>
 #include <cctype>
 #include <climits>
@@ -10,6 +11,7 @@
 #include <unicode/locid.h>
 #include <unicode/unistr.h>
 
+#include "Velmora/dates/CivilCalendar.h"
 #include "Velmora/dates/DateCalendars.h"
 #include "Velmora/dates/DateDetector.h"
 #include "Velmora/dates/DateParserPlan.h"
@@ -28,6 +30,131 @@ constexpr const char* kCountAndUnit =
 constexpr const char* kWeekdayAndTime =
     R"(^(sunday|sun|monday|mon|tuesday|tues|tue|wednesday|wed|thursday|thur|thu|friday|fri|)"
     R"(saturday|sat)\s*((\d{0,2}\s*:?\s*\d{0,2})\s*((?:[ap]m?))?)\s*$)";
+
+// What a compact form read: its lead (the count, or the weekday name), its unit (count
+// forms only), and the captures of its time part.
+struct CompactParts {
+    std::string lead;
+    std::string unit;
+    std::string digits;  // up to two digits, an optional ":", up to two digits, blanks kept
+    std::string marker;  // "a", "p", "am", "pm" or empty
+};
+
+// The blanks the expressions' \s reads, as far as a text of printable ASCII can hold them.
+bool isCompactBlank(char c) {
+    return c == ' ' || c == '\t' || c == '\n' || c == '\f' || c == '\r';
+}
+
+// Whether the hand-written reading below decides the text exactly as the expressions
+// would: printable ASCII and the blanks above only (the text is lower-cased, so that
+// ignoring case changes nothing). Other bytes (other scripts' digits and
+// blanks, letters that fold to ASCII ones, control characters) go to the expressions.
+bool scannable(std::string_view text) {
+    return std::all_of(text.begin(), text.end(),
+                       [](char c) { return (c >= 0x20 && c < 0x7F) || isCompactBlank(c); });
+}
+
+// The time part both expressions end with, read as their backtracking reads it: every
+// element takes as much as it can, and a text that this greedy reading does not consume
+// whole has no reading at all (digits need the two digit slots in order, and no other
+// element can take a ":" or a marker letter left over).
+bool readCompactTime(std::string_view rest, CompactParts& parts) {
+    std::size_t i = 0;
+    const auto blanks = [&] {
+        while (i < rest.size() && isCompactBlank(rest[i])) {
+            ++i;
+        }
+    };
+    const auto upToTwoDigits = [&] {
+        for (int n = 0; n < 2 && i < rest.size() && rest[i] >= '0' && rest[i] <= '9'; ++n) {
+            ++i;
+        }
+    };
+    blanks();
+    const std::size_t digitsBegin = i;
+    upToTwoDigits();
+    blanks();
+    if (i < rest.size() && rest[i] == ':') {
+        ++i;
+    }
+    blanks();
+    upToTwoDigits();
+    const std::size_t digitsEnd = i;
+    blanks();
+    std::size_t markerBegin = i;
+    if (i < rest.size() && (rest[i] == 'a' || rest[i] == 'p')) {
+        ++i;
+        if (i < rest.size() && rest[i] == 'm') {
+            ++i;
+        }
+    }
+    const std::size_t markerEnd = i;
+    blanks();
+    if (i != rest.size()) {
+        return false;
+    }
+    parts.digits.assign(rest.substr(digitsBegin, digitsEnd - digitsBegin));
+    parts.marker.assign(rest.substr(markerBegin, markerEnd - markerBegin));
+    return true;
+}
+
+// The first of the alternatives (in the expression's order) at the start of `text` after
+// which the time part reads; its captures in `parts`.
+template <std::size_t N>
+bool readAlternative(std::string_view text, const std::array<std::string_view, N>& alternatives,
+                     std::string& taken, CompactParts& parts) {
+    for (const std::string_view word : alternatives) {
+        if (text.substr(0, word.size()) == word &&
+            readCompactTime(text.substr(word.size()), parts)) {
+            taken.assign(word);
+            return true;
+        }
+    }
+    return false;
+}
+
+std::optional<CompactParts> readCountAndUnit(std::string_view text) {
+    static constexpr std::array<std::string_view, 16> kUnits{
+        "days", "day",   "d",    "weeks", "week", "w",  "months", "month",
+        "m",    "years", "year", "y",     "st",   "nd", "th",     "rd"};
+    if (!scannable(text)) {
+        const std::vector<std::string> found =
+            captureComponentsMatchedByRegex(text, kCountAndUnit, RegexOptions::CaseInsensitive);
+        if (found.size() != 6) {
+            return std::nullopt;
+        }
+        return CompactParts{found[1], found[2], found[4], found[5]};
+    }
+    std::size_t count = 0;
+    while (count < text.size() && text[count] >= '0' && text[count] <= '9') {
+        ++count;
+    }
+    CompactParts parts;
+    if (count == 0 || !readAlternative(text.substr(count), kUnits, parts.unit, parts)) {
+        return std::nullopt;
+    }
+    parts.lead.assign(text.substr(0, count));
+    return parts;
+}
+
+std::optional<CompactParts> readWeekdayAndTime(std::string_view text) {
+    static constexpr std::array<std::string_view, 16> kNames{
+        "sunday", "sun",      "monday", "mon", "tuesday", "tues", "tue",      "wednesday",
+        "wed",    "thursday", "thur",   "thu", "friday",  "fri",  "saturday", "sat"};
+    if (!scannable(text)) {
+        const std::vector<std::string> found =
+            captureComponentsMatchedByRegex(text, kWeekdayAndTime, RegexOptions::CaseInsensitive);
+        if (found.size() != 5) {
+            return std::nullopt;
+        }
+        return CompactParts{found[1], {}, found[3], found[4]};
+    }
+    CompactParts parts;
+    if (!readAlternative(text, kNames, parts.lead, parts)) {
+        return std::nullopt;
+    }
+    return parts;
+}
 
 // The earliest year a parsed date may have; later steps' dates before it take this year.
 constexpr int kFirstPlausibleYear = 2001;
@@ -70,7 +197,8 @@ int intValue(std::string_view text) {
 
 // The time part of a compact form added to its 00:00 date. `pushIfPast`: a weekday that
 // is today, read on a 24-hour clock, moves a week on when the time has passed.
-std::optional<Date> withCompactTime(Date date, const std::string& digits, const std::string& marker,
+std::optional<Date> withCompactTime(const CivilCalendar& civil, Date date,
+                                    const std::string& digits, const std::string& marker,
                                     bool pushIfPast) {
     std::string t = replaceAll(digits, ":", "");
     const std::string a = lowerCased(marker);
@@ -94,7 +222,7 @@ std::optional<Date> withCompactTime(Date date, const std::string& digits, const 
         } else if (a[0] == 'a' && hours == 12) {
             hours = 0;
         }
-        return getDateByAddingHours(date, hours, minutes, 0);
+        return civil.dateByAddingHours(date, hours, minutes);
     }
     if (t.empty() || t.size() > 4) {
         return date;
@@ -108,7 +236,7 @@ std::optional<Date> withCompactTime(Date date, const std::string& digits, const 
     } else {
         hours = intValue(t);
     }
-    std::optional<Date> timed = getDateByAddingHours(date, hours, minutes, 0);
+    std::optional<Date> timed = civil.dateByAddingHours(date, hours, minutes);
     // Deliberately only here: "mon 9" typed on a Monday at 10:00 means next Monday, while
     // "mon 9am" keeps today's 09:00 in the past, as users of the original came to expect.
     if (timed && pushIfPast && *timed < Clock::now()) {
@@ -117,53 +245,52 @@ std::optional<Date> withCompactTime(Date date, const std::string& digits, const 
     return timed;
 }
 
-std::optional<Date> compactCountAndUnit(const std::vector<std::string>& parts, Date today,
+std::optional<Date> compactCountAndUnit(const CompactParts& parts, Date today,
                                         const Calendar& calendar) {
-    const int count = intValue(parts[1]);
-    const std::string& unit = parts[2];
+    const CivilCalendar civil(calendar);
+    const int count = intValue(parts.lead);
+    const std::string& unit = parts.unit;
     const Date now = Clock::now();
     std::optional<Date> date;
     if (unit == "d" || unit == "day" || unit == "days") {
-        date = getDateByAddingDays(now, count, 0, 0, 0, 0, &calendar);
+        date = civil.dateByAddingDays(now, count, 0, 0, 0, 0);
     } else if (unit == "w" || unit == "week" || unit == "weeks") {
-        date = getDateByAddingDays(now, 0, count, 0, 0, 0, &calendar);
+        date = civil.dateByAddingDays(now, 0, count, 0, 0, 0);
     } else if (unit == "m" || unit == "month" || unit == "months") {
-        date = getDateByAddingDays(now, 0, 0, count, 0, 0, &calendar);
+        date = civil.dateByAddingDays(now, 0, 0, count, 0, 0);
     } else if (unit == "y" || unit == "year" || unit == "years") {
-        date = getDateByAddingDays(now, 0, 0, 0, count, 0, &calendar);
+        date = civil.dateByAddingDays(now, 0, 0, 0, count, 0);
     } else {  // "st", "nd", "rd", "th": a day of this month while it is to come, else next
-        const DateComponents todayParts = calendar.components(kDayUnits, today);
-        DateComponents day;
-        day.year = todayParts.year;
-        day.month = *todayParts.month + (*todayParts.day < count ? 0 : 1);
-        day.day = count;
-        day.hour = 0;
-        date = calendar.dateFromComponents(day);
+        const int thisDay = civil.component(CalendarUnit::Day, today);
+        date = civil.dateFromDay(
+            civil.component(CalendarUnit::Year, today),
+            civil.component(CalendarUnit::Month, today) + (thisDay < count ? 0 : 1), count);
     }
     if (!date) {
         return std::nullopt;
     }
-    return withCompactTime(*date, parts[4], parts[5], false);
+    return withCompactTime(civil, *date, parts.digits, parts.marker, false);
 }
 
-std::optional<Date> compactWeekday(const std::vector<std::string>& parts, Date today,
+std::optional<Date> compactWeekday(const CompactParts& parts, Date today,
                                    const Calendar& calendar) {
     static constexpr std::array<const char*, 7> kWeekdays{"sun", "mon", "tue", "wed",
                                                           "thu", "fri", "sat"};
-    const std::string prefix = parts[1].substr(0, 3);
+    const std::string prefix = parts.lead.substr(0, 3);
     int target = 0;
     for (std::size_t i = 0; i < kWeekdays.size(); ++i) {
         if (prefix == kWeekdays[i]) {
             target = static_cast<int>(i) + 1;
         }
     }
-    const int weekday = calendar.component(CalendarUnit::Weekday, today);
+    const CivilCalendar civil(calendar);
+    const int weekday = civil.component(CalendarUnit::Weekday, today);
     const int ahead = target >= weekday ? target - weekday : 7 - weekday + target;
-    const std::optional<Date> date = getDateByAddingDays(today, ahead, 0, 0, 0, 0, &calendar);
+    const std::optional<Date> date = civil.dateByAddingDays(today, ahead, 0, 0, 0, 0);
     if (!date) {
         return std::nullopt;
     }
-    return withCompactTime(*date, parts[3], parts[4], ahead == 0);
+    return withCompactTime(civil, *date, parts.digits, parts.marker, ahead == 0);
 }
 
 std::optional<Date> withYear(Date date, int year, const Calendar& calendar) {
@@ -195,20 +322,21 @@ std::optional<DatedYear> fromDetector(const std::string& text, const Calendar& c
         log::debug("[DATE PARSER] Detected Duration: {:f}", found->duration);
     }
     std::optional<Date> date = found->date;
+    const CivilCalendar civil(calendar);
     // A bare number is never taken as an hour.
-    const DateComponents time = calendar.components(kTimeUnits, *date);
-    const bool hasTime =
-        time.hour.value_or(0) != 0 || time.minute.value_or(0) != 0 || time.second.value_or(0) != 0;
+    const bool hasTime = civil.component(CalendarUnit::Hour, *date) != 0 ||
+                         civil.component(CalendarUnit::Minute, *date) != 0 ||
+                         civil.component(CalendarUnit::Second, *date) != 0;
     if (hasTime && text.find("am") == std::string::npos && text.find("pm") == std::string::npos &&
         text.find(':') == std::string::npos) {
-        date = calendar.startOfDay(*date);
+        date = civil.startOfDay(*date);
         if (!date) {
             return std::nullopt;
         }
     }
     // "dec 20" typed early in January means the coming December.
-    const int thisYear = calendar.component(CalendarUnit::Year, now);
-    const int year = calendar.component(CalendarUnit::Year, *date);
+    const int thisYear = civil.component(CalendarUnit::Year, now);
+    const int year = civil.component(CalendarUnit::Year, *date);
     const auto withinTwoMonths = [&] {
         const long daysAgo = daysToDate(*date, now);
         return daysAgo >= 0 && daysAgo <= 60;
@@ -219,7 +347,7 @@ std::optional<DatedYear> fromDetector(const std::string& text, const Calendar& c
         if (!date) {
             return std::nullopt;
         }
-        return DatedYear{*date, calendar.component(CalendarUnit::Year, *date), thisYear};
+        return DatedYear{*date, civil.component(CalendarUnit::Year, *date), thisYear};
     }
     return DatedYear{*date, year, thisYear};
 }
@@ -310,7 +438,7 @@ std::optional<Date> tryParsingXDayXXXXFormat(std::string_view input) {
     }
     const std::shared_ptr<Calendar> calendar = dao.getThreadSafeNSCalendar(false);
     if (text == "tom") {
-        return getDateByAddingDays(*today, 1, 0, 0, 0, 0, calendar.get());
+        return CivilCalendar(*calendar).dateByAddingDays(*today, 1, 0, 0, 0, 0);
     }
     for (const char* filler : {" at ", " around ", " near "}) {
         text = replaceAll(std::move(text), filler, "");
@@ -321,19 +449,15 @@ std::optional<Date> tryParsingXDayXXXXFormat(std::string_view input) {
     const unsigned char first = text.empty() ? 0 : static_cast<unsigned char>(text.front());
     const bool outsideAscii = first >= 0x80;
     if (outsideAscii || std::isdigit(first) != 0) {
-        const std::vector<std::string> unit =
-            captureComponentsMatchedByRegex(text, kCountAndUnit, RegexOptions::CaseInsensitive);
-        if (unit.size() == 6) {
-            return compactCountAndUnit(unit, *today, *calendar);
+        if (const std::optional<CompactParts> unit = readCountAndUnit(text)) {
+            return compactCountAndUnit(*unit, *today, *calendar);
         }
     }
     if (outsideAscii ||
         (first != 0 &&
          std::string_view("smtwfSMTWF").find(static_cast<char>(first)) != std::string_view::npos)) {
-        const std::vector<std::string> weekday =
-            captureComponentsMatchedByRegex(text, kWeekdayAndTime, RegexOptions::CaseInsensitive);
-        if (weekday.size() == 5) {
-            return compactWeekday(weekday, *today, *calendar);
+        if (const std::optional<CompactParts> weekday = readWeekdayAndTime(text)) {
+            return compactWeekday(*weekday, *today, *calendar);
         }
     }
     return std::nullopt;
@@ -370,13 +494,15 @@ DateParseResult explainParsingDateForString(std::string_view input, const Calend
     }
 
     const Date now = Clock::now();
-    const DateParserPlan& plan = DateParserPlan::forCurrentSettings();
+    // The plan reads the region's order the same way; it is fetched only when the
+    // detector found nothing.
     if (const std::optional<DatedYear> detected =
-            fromDetector(text, *calendar, now, plan.monthFirst())) {
+            fromDetector(text, *calendar, now, DateDetector::regionIsMonthFirst())) {
         result.date = plausible(*detected, *calendar, now);
         result.step = DateParseStep::Detector;
         return result;
     }
+    const DateParserPlan& plan = DateParserPlan::forCurrentSettings();
     const TextProfile profile = TextProfile::of(text, plan.words());
     for (const ParseAttempt& attempt : plan.attempts()) {
         if (!profile.mayParse(attempt.needs)) {
@@ -390,8 +516,9 @@ DateParseResult explainParsingDateForString(std::string_view input, const Calend
             log::debug("[DATE PARSER] Parsed date '{}' using Format: {}", text, attempt.pattern);
         }
         if (const std::optional<Date> date = finish(attempt, *parsed, *calendar, now)) {
-            result.date = plausible(DatedYear{*date, calendar->component(CalendarUnit::Year, *date),
-                                              calendar->component(CalendarUnit::Year, now)},
+            const CivilCalendar civil(*calendar);
+            result.date = plausible(DatedYear{*date, civil.component(CalendarUnit::Year, *date),
+                                              civil.component(CalendarUnit::Year, now)},
                                     *calendar, now);
             result.step = attempt.step;
             result.pattern = attempt.pattern;

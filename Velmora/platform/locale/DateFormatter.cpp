@@ -149,7 +149,9 @@ class AbuttingNumberReader final : public icu::NumberFormat {
 
 // The field letters that stand only inside runs of abutting numeric fields of the
 // pattern (ICU's numeric fields: digit-only fields, and month and local weekday numbers
-// of one or two letters), for fields that read digits only.
+// of one or two letters), for fields that read digits only and for month numbers. A
+// month number in a run is read by the same copied reader as a digit field; when its
+// text is a name instead, ICU matches names and no number reader takes part.
 std::u16string abuttingOnlyFields(const icu::UnicodeString& pattern) {
     static constexpr std::u16string_view kDigitsOnly = u"yYudDHhKkmsS";
     struct Field {
@@ -201,7 +203,8 @@ std::u16string abuttingOnlyFields(const icu::UnicodeString& pattern) {
     }
     std::u16string result;
     for (const char16_t letter : inRuns) {
-        if (kDigitsOnly.find(letter) != std::u16string_view::npos &&
+        if ((kDigitsOnly.find(letter) != std::u16string_view::npos || letter == u'M' ||
+             letter == u'L') &&
             alone.find(letter) == std::u16string::npos &&
             result.find(letter) == std::u16string::npos) {
             result.push_back(letter);
