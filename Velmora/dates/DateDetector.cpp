@@ -12,7 +12,7 @@
 #include <string_view>
 #include <utility>
 
-#include "Velmora/dates/CivilCalendar.h"
+#include "Velmora/dates/internal/CivilCalendar.h"
 
 namespace velmora {
 namespace {

@@ -11,11 +11,11 @@
 #include <unicode/locid.h>
 #include <unicode/unistr.h>
 
-#include "Velmora/dates/CivilCalendar.h"
 #include "Velmora/dates/DateCalendars.h"
 #include "Velmora/dates/DateDetector.h"
 #include "Velmora/dates/DateParserPlan.h"
 #include "Velmora/dates/NSDate+Extras.h"
+#include "Velmora/dates/internal/CivilCalendar.h"
 #include "Velmora/platform/foundation/Clock.h"
 #include "Velmora/platform/logging/Log.h"
 #include "Velmora/services/VelmoraDAO.h"

@@ -7,8 +7,8 @@
 
 #include <gtest/gtest.h>
 
-#include "Velmora/dates/CivilCalendar.h"
 #include "Velmora/dates/NSDate+Extras.h"
+#include "Velmora/dates/internal/CivilCalendar.h"
 #include "Velmora/platform/locale/Calendar.h"
 #include "Velmora/platform/locale/TimeZone.h"
 

@@ -1,4 +1,4 @@
-#include "Velmora/dates/CivilCalendar.h"
+#include "Velmora/dates/internal/CivilCalendar.h"
 
 #include <array>
 #include <chrono>
