@@ -9,7 +9,9 @@
 //   n->description();   // "1234567890123.45"
 //   n->toDouble();      // 1234567890123.45
 
+#include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -26,8 +28,16 @@ class DecimalNumber {
     // The shortest text that reads back as the same double. REQUIRES: value is finite.
     static DecimalNumber fromDouble(double value);
 
-    const std::string& text() const { return text_; }
-    bool isZero() const { return digits_.empty(); }
+    DecimalNumber(const DecimalNumber& other);
+    DecimalNumber& operator=(const DecimalNumber& other);
+    // A moved-from number is zero with an empty text.
+    DecimalNumber(DecimalNumber&& other) noexcept;
+    DecimalNumber& operator=(DecimalNumber&& other) noexcept;
+    ~DecimalNumber() = default;
+
+    // The text it was read from, as written.
+    std::string_view text() const { return {textData(), textLength_}; }
+    bool isZero() const { return digitsBegin_ == headEnd_; }
     bool isNegative() const { return negative_; }
 
     // Plain notation without superfluous zeros ("1.5", "-0.0025", "100000"); scientific
@@ -44,15 +54,33 @@ class DecimalNumber {
     bool operator==(const DecimalNumber& other) const { return compare(other) == 0; }
 
   private:
+    // The significant digits: at most two runs of the text, split where a point falls
+    // between them.
+    struct Digits;
+
     DecimalNumber() = default;
+    Digits digits() const;
+    const char* textData() const { return longText_ ? longText_.get() : shortText_; }
+    void setText(std::string_view text);
     // The magnitude as a whole number, when it is one and fits in 64 bits.
     std::optional<std::uint64_t> wholeMagnitude() const;
     int compareMagnitude(const DecimalNumber& other) const;
 
-    std::string text_;
+    // A JSON real or a formatted double fits in the object itself, so a decimal Value is
+    // one allocation; longer texts get a block of their own.
+    static constexpr std::size_t kShortTextCapacity = 31;
+
+    std::unique_ptr<char[]> longText_;  // null while the text is short
+    std::size_t textLength_ = 0;
+    // The significant digits (no leading or trailing zeros) are text[digitsBegin_,
+    // headEnd_) followed by text[tailBegin_, digitsEnd_); all equal when zero.
+    std::size_t digitsBegin_ = 0;
+    std::size_t headEnd_ = 0;
+    std::size_t tailBegin_ = 0;
+    std::size_t digitsEnd_ = 0;
+    std::int64_t exponent_ = 0;  // value = digits * 10^exponent_
     bool negative_ = false;
-    std::string digits_;         // significant digits, no leading or trailing zeros
-    std::int64_t exponent_ = 0;  // value = digits_ * 10^exponent_
+    char shortText_[kShortTextCapacity] = {};
 };
 
 }  // namespace velmora
