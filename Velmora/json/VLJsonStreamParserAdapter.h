@@ -49,26 +49,32 @@ class VLJsonStreamParserAdapter : public VLJsonStreamParserDelegate {
     void parserFoundString(VLJsonStreamParser& parser, std::string_view string) override;
 
   private:
-    enum class Type : std::uint8_t { None = 0, Array = 1, Object = 2 };
+    // An open container that is being built: its children (and, for an object, its keys)
+    // wait on the shared scratch stacks from these positions on, and the container is made
+    // once, at its final size, when it closes.
+    struct Frame {
+        std::size_t firstValue;
+        std::size_t firstKey;
+        bool isObject;
+    };
 
-    void open(Value container);
+    void open(bool isObject);
     void close(VLJsonStreamParser& parser);
-    void pop();
-    void found(VLJsonStreamParser& parser, Value value);
+    void found(VLJsonStreamParser& parser, Value&& value);
+    Value finishArray(std::size_t firstValue);
+    Value finishObject(std::size_t firstValue, std::size_t firstKey);
     // The key as a string Value, shared with earlier occurrences of the same text.
     Value key(std::string_view text);
 
     VLJsonStreamParserAdapterDelegate* delegate_ = nullptr;
     std::uint64_t skip_ = 0;
     std::uint64_t depth_ = 0;
-    Array* array_ = nullptr;      // the innermost open container when it is an array
-    Dictionary* dict_ = nullptr;  // ... when it is a dictionary
+    std::vector<Frame> frames_;  // the built levels, outermost first
+    std::vector<Value> values_;
     std::vector<Value> keyStack_;
     // Short keys seen so far, viewed through the strings of their Values; emptied when
     // it grows past its bound, so documents with endless distinct keys stay cheap.
     std::unordered_map<std::string_view, Value> keys_;
-    std::vector<Value> stack_;
-    Type currentType_ = Type::None;
 };
 
 }  // namespace velmora

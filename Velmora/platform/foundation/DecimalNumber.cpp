@@ -49,14 +49,11 @@ struct DecimalNumber::Digits {
     }
 };
 
-DecimalNumber::DecimalNumber(const DecimalNumber& other)
-    : textLength_(other.textLength_),
-      digitsBegin_(other.digitsBegin_),
-      headEnd_(other.headEnd_),
-      tailBegin_(other.tailBegin_),
-      digitsEnd_(other.digitsEnd_),
-      exponent_(other.exponent_),
-      negative_(other.negative_) {
+DecimalNumber::DecimalNumber(Private, std::string_view text, const Shape& shape) : shape_(shape) {
+    setText(text);
+}
+
+DecimalNumber::DecimalNumber(const DecimalNumber& other) : shape_(other.shape_) {
     setText(other.text());
 }
 
@@ -70,12 +67,7 @@ DecimalNumber& DecimalNumber::operator=(const DecimalNumber& other) {
 DecimalNumber::DecimalNumber(DecimalNumber&& other) noexcept
     : longText_(std::move(other.longText_)),
       textLength_(std::exchange(other.textLength_, 0)),
-      digitsBegin_(std::exchange(other.digitsBegin_, 0)),
-      headEnd_(std::exchange(other.headEnd_, 0)),
-      tailBegin_(std::exchange(other.tailBegin_, 0)),
-      digitsEnd_(std::exchange(other.digitsEnd_, 0)),
-      exponent_(std::exchange(other.exponent_, 0)),
-      negative_(std::exchange(other.negative_, false)) {
+      shape_(std::exchange(other.shape_, {})) {
     std::memcpy(shortText_, other.shortText_, sizeof shortText_);
 }
 
@@ -83,12 +75,7 @@ DecimalNumber& DecimalNumber::operator=(DecimalNumber&& other) noexcept {
     if (this != &other) {
         longText_ = std::move(other.longText_);
         textLength_ = std::exchange(other.textLength_, 0);
-        digitsBegin_ = std::exchange(other.digitsBegin_, 0);
-        headEnd_ = std::exchange(other.headEnd_, 0);
-        tailBegin_ = std::exchange(other.tailBegin_, 0);
-        digitsEnd_ = std::exchange(other.digitsEnd_, 0);
-        exponent_ = std::exchange(other.exponent_, 0);
-        negative_ = std::exchange(other.negative_, false);
+        shape_ = std::exchange(other.shape_, {});
         std::memcpy(shortText_, other.shortText_, sizeof shortText_);
     }
     return *this;
@@ -110,11 +97,11 @@ void DecimalNumber::setText(std::string_view text) {
 
 DecimalNumber::Digits DecimalNumber::digits() const {
     const std::string_view all = text();
-    return {all.substr(digitsBegin_, headEnd_ - digitsBegin_),
-            all.substr(tailBegin_, digitsEnd_ - tailBegin_)};
+    return {all.substr(shape_.digitsBegin, shape_.headEnd - shape_.digitsBegin),
+            all.substr(shape_.tailBegin, shape_.digitsEnd - shape_.tailBegin)};
 }
 
-std::optional<DecimalNumber> DecimalNumber::parse(std::string_view text) {
+std::optional<DecimalNumber::Shape> DecimalNumber::scan(std::string_view text) {
     const std::size_t size = text.size();
     const auto skipDigits = [&text, size](std::size_t i) {
         while (i < size && isDigit(text[i])) {
@@ -161,8 +148,6 @@ std::optional<DecimalNumber> DecimalNumber::parse(std::string_view text) {
         return std::nullopt;
     }
 
-    DecimalNumber n;
-    n.setText(text);
     // The first significant digit, in the whole part or else in the fraction.
     std::size_t first = wholeBegin;
     while (first < wholeEnd && text[first] == '0') {
@@ -174,7 +159,7 @@ std::optional<DecimalNumber> DecimalNumber::parse(std::string_view text) {
             ++first;
         }
         if (first == fractionEnd) {
-            return n;  // zero, and -0 is the same number: not negative
+            return Shape{};  // zero, and -0 is the same number: not negative
         }
     }
     // The last significant digit, in the fraction or else in the whole part.
@@ -192,17 +177,29 @@ std::optional<DecimalNumber> DecimalNumber::parse(std::string_view text) {
         }
         shift = static_cast<std::int64_t>(wholeEnd - last);
     }
-    n.negative_ = negative;
-    n.digitsBegin_ = first;
-    if (first < wholeEnd && last > fractionBegin) {
-        n.headEnd_ = wholeEnd;
-        n.tailBegin_ = fractionBegin;
-    } else {
-        n.headEnd_ = n.tailBegin_ = last;
+    const bool split = first < wholeEnd && last > fractionBegin;
+    return Shape{.digitsBegin = first,
+                 .headEnd = split ? wholeEnd : last,
+                 .tailBegin = split ? fractionBegin : last,
+                 .digitsEnd = last,
+                 .exponent = std::clamp(exponent + shift, -kExponentLimit, kExponentLimit),
+                 .negative = negative};
+}
+
+std::optional<DecimalNumber> DecimalNumber::parse(std::string_view text) {
+    const auto shape = scan(text);
+    if (!shape) {
+        return std::nullopt;
     }
-    n.digitsEnd_ = last;
-    n.exponent_ = std::clamp(exponent + shift, -kExponentLimit, kExponentLimit);
-    return n;
+    return DecimalNumber(Private{}, text, *shape);
+}
+
+std::shared_ptr<const DecimalNumber> DecimalNumber::parseShared(std::string_view text) {
+    const auto shape = scan(text);
+    if (!shape) {
+        return nullptr;
+    }
+    return std::make_shared<const DecimalNumber>(Private{}, text, *shape);
 }
 
 DecimalNumber DecimalNumber::fromInteger(std::int64_t value) {
@@ -222,17 +219,17 @@ std::string DecimalNumber::description() const {
         return "0";
     }
     const Digits digits = this->digits();
-    std::string out = negative_ ? "-" : "";
+    std::string out = shape_.negative ? "-" : "";
     const auto digitCount = static_cast<std::int64_t>(digits.size());
-    const std::int64_t pointPosition = digitCount + exponent_;  // digits before the point
-    if (exponent_ >= 0 && exponent_ <= kPlainZerosLimit) {
+    const std::int64_t pointPosition = digitCount + shape_.exponent;  // digits before the point
+    if (shape_.exponent >= 0 && shape_.exponent <= kPlainZerosLimit) {
         digits.appendTo(out);
-        out.append(static_cast<std::size_t>(exponent_), '0');
-    } else if (exponent_ < 0 && pointPosition > 0) {
+        out.append(static_cast<std::size_t>(shape_.exponent), '0');
+    } else if (shape_.exponent < 0 && pointPosition > 0) {
         digits.appendTo(out, 0, static_cast<std::size_t>(pointPosition));
         out += '.';
         digits.appendTo(out, static_cast<std::size_t>(pointPosition));
-    } else if (exponent_ < 0 && -pointPosition <= kPlainZerosLimit) {
+    } else if (shape_.exponent < 0 && -pointPosition <= kPlainZerosLimit) {
         out += "0.";
         out.append(static_cast<std::size_t>(-pointPosition), '0');
         digits.appendTo(out);
@@ -254,15 +251,15 @@ double DecimalNumber::toDouble() const {
     // Rebuilt from the normalised form so that clamped exponents stay in range for
     // from_chars, which reports out-of-range values instead of saturating.
     const Digits digits = this->digits();
-    std::string normal = negative_ ? "-" : "";
+    std::string normal = shape_.negative ? "-" : "";
     digits.appendTo(normal);
-    normal += fmt::format("e{}", exponent_);
+    normal += fmt::format("e{}", shape_.exponent);
     double value = 0;
     const auto result = std::from_chars(normal.data(), normal.data() + normal.size(), value);
     if (result.ec == std::errc::result_out_of_range) {
-        const bool tiny = exponent_ + static_cast<std::int64_t>(digits.size()) < 0;
+        const bool tiny = shape_.exponent + static_cast<std::int64_t>(digits.size()) < 0;
         const double magnitude = tiny ? 0.0 : HUGE_VAL;
-        return negative_ ? -magnitude : magnitude;
+        return shape_.negative ? -magnitude : magnitude;
     }
     return value;
 }
@@ -272,7 +269,7 @@ std::optional<std::uint64_t> DecimalNumber::wholeMagnitude() const {
         return 0;
     }
     const Digits digits = this->digits();
-    if (exponent_ < 0 || static_cast<std::int64_t>(digits.size()) + exponent_ > 20) {
+    if (shape_.exponent < 0 || static_cast<std::int64_t>(digits.size()) + shape_.exponent > 20) {
         return std::nullopt;
     }
     std::uint64_t value = 0;
@@ -290,7 +287,7 @@ std::optional<std::uint64_t> DecimalNumber::wholeMagnitude() const {
             }
         }
     }
-    for (std::int64_t i = 0; i < exponent_; ++i) {
+    for (std::int64_t i = 0; i < shape_.exponent; ++i) {
         if (!append(0)) {
             return std::nullopt;
         }
@@ -304,7 +301,7 @@ std::optional<std::int64_t> DecimalNumber::toInt64() const {
         return std::nullopt;
     }
     constexpr std::uint64_t kLimit = std::uint64_t{1} << 63;
-    if (negative_) {
+    if (shape_.negative) {
         if (*magnitude > kLimit) {
             return std::nullopt;
         }
@@ -317,7 +314,7 @@ std::optional<std::int64_t> DecimalNumber::toInt64() const {
 }
 
 std::optional<std::uint64_t> DecimalNumber::toUInt64() const {
-    if (negative_) {
+    if (shape_.negative) {
         return std::nullopt;
     }
     return wholeMagnitude();
@@ -329,8 +326,8 @@ int DecimalNumber::compareMagnitude(const DecimalNumber& other) const {
     }
     const Digits mine = digits();
     const Digits theirs = other.digits();
-    const auto myOrder = exponent_ + static_cast<std::int64_t>(mine.size());
-    const auto theirOrder = other.exponent_ + static_cast<std::int64_t>(theirs.size());
+    const auto myOrder = shape_.exponent + static_cast<std::int64_t>(mine.size());
+    const auto theirOrder = other.shape_.exponent + static_cast<std::int64_t>(theirs.size());
     if (myOrder != theirOrder) {
         return myOrder < theirOrder ? -1 : 1;
     }
@@ -344,11 +341,11 @@ int DecimalNumber::compareMagnitude(const DecimalNumber& other) const {
 }
 
 int DecimalNumber::compare(const DecimalNumber& other) const {
-    if (negative_ != other.negative_) {
-        return negative_ ? -1 : 1;
+    if (shape_.negative != other.shape_.negative) {
+        return shape_.negative ? -1 : 1;
     }
     const int magnitude = compareMagnitude(other);
-    return negative_ ? -magnitude : magnitude;
+    return shape_.negative ? -magnitude : magnitude;
 }
 
 }  // namespace velmora

@@ -23,6 +23,9 @@ class DecimalNumber {
     // Accepts an optional sign, digits with an optional fraction, and an optional
     // exponent ("-12.5e+3"); surrounding text is not allowed. Nothing for anything else.
     static std::optional<DecimalNumber> parse(std::string_view text);
+    // The same, made straight into the shared block a decimal Value holds; null for
+    // anything parse refuses.
+    static std::shared_ptr<const DecimalNumber> parseShared(std::string_view text);
     static DecimalNumber fromInteger(std::int64_t value);
     static DecimalNumber fromUnsigned(std::uint64_t value);
     // The shortest text that reads back as the same double. REQUIRES: value is finite.
@@ -37,8 +40,8 @@ class DecimalNumber {
 
     // The text it was read from, as written.
     std::string_view text() const { return {textData(), textLength_}; }
-    bool isZero() const { return digitsBegin_ == headEnd_; }
-    bool isNegative() const { return negative_; }
+    bool isZero() const { return shape_.digitsBegin == shape_.headEnd; }
+    bool isNegative() const { return shape_.negative; }
 
     // Plain notation without superfluous zeros ("1.5", "-0.0025", "100000"); scientific
     // notation ("1.5E+400") only where the plain form would be very long.
@@ -54,11 +57,28 @@ class DecimalNumber {
     bool operator==(const DecimalNumber& other) const { return compare(other) == 0; }
 
   private:
-    // The significant digits: at most two runs of the text, split where a point falls
-    // between them.
+    // Where the significant digits (no leading or trailing zeros) lie in the text: the
+    // run [digitsBegin, headEnd) followed by [tailBegin, digitsEnd), two runs when a
+    // point falls between them; all zero for the number zero.
+    struct Shape {
+        std::size_t digitsBegin = 0;
+        std::size_t headEnd = 0;
+        std::size_t tailBegin = 0;
+        std::size_t digitsEnd = 0;
+        std::int64_t exponent = 0;  // value = digits * 10^exponent
+        bool negative = false;
+    };
     struct Digits;
+    // Keeps the constructor below to this class and the shared blocks it makes.
+    struct Private {
+        explicit Private() = default;
+    };
 
-    DecimalNumber() = default;
+  public:
+    DecimalNumber(Private, std::string_view text, const Shape& shape);
+
+  private:
+    static std::optional<Shape> scan(std::string_view text);
     Digits digits() const;
     const char* textData() const { return longText_ ? longText_.get() : shortText_; }
     void setText(std::string_view text);
@@ -72,14 +92,7 @@ class DecimalNumber {
 
     std::unique_ptr<char[]> longText_;  // null while the text is short
     std::size_t textLength_ = 0;
-    // The significant digits (no leading or trailing zeros) are text[digitsBegin_,
-    // headEnd_) followed by text[tailBegin_, digitsEnd_); all equal when zero.
-    std::size_t digitsBegin_ = 0;
-    std::size_t headEnd_ = 0;
-    std::size_t tailBegin_ = 0;
-    std::size_t digitsEnd_ = 0;
-    std::int64_t exponent_ = 0;  // value = digits * 10^exponent_
-    bool negative_ = false;
+    Shape shape_;
     char shortText_[kShortTextCapacity] = {};
 };
 

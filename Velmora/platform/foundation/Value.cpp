@@ -173,8 +173,11 @@ Value::Value(DecimalNumber decimal)
     : storage_(std::make_shared<const DecimalNumber>(std::move(decimal))) {}
 
 Value Value::decimal(std::string_view text) {
-    auto parsed = DecimalNumber::parse(text);
-    return parsed ? Value(std::move(*parsed)) : Value();
+    Value value;
+    if (auto parsed = DecimalNumber::parseShared(text)) {
+        value.storage_.emplace<std::shared_ptr<const DecimalNumber>>(std::move(parsed));
+    }
+    return value;
 }
 
 Value Value::makeArray() {
