@@ -39,18 +39,19 @@ void VLJsonStreamParserAdapter::close(VLJsonStreamParser& parser) {
 
 Value VLJsonStreamParserAdapter::finishArray(std::size_t firstValue) {
     const auto first = values_.begin() + static_cast<std::ptrdiff_t>(firstValue);
-    Array array(std::make_move_iterator(first), std::make_move_iterator(values_.end()));
+    auto array = std::allocate_shared<Array>(slab_.allocator(), std::make_move_iterator(first),
+                                             std::make_move_iterator(values_.end()));
     values_.erase(first, values_.end());
     return Value(std::move(array));
 }
 
 Value VLJsonStreamParserAdapter::finishObject(std::size_t firstValue, std::size_t firstKey) {
-    Dictionary dictionary;
+    auto dictionary = std::allocate_shared<Dictionary>(slab_.allocator());
     const std::size_t count = values_.size() - firstValue;
-    dictionary.reserve(count);
+    dictionary->reserve(count);
     // In document order, so that a key given twice keeps its first place and its last value.
     for (std::size_t i = 0; i < count; ++i) {
-        dictionary.set(keyStack_[firstKey + i], std::move(values_[firstValue + i]));
+        dictionary->set(keyStack_[firstKey + i], std::move(values_[firstValue + i]));
     }
     values_.erase(values_.begin() + static_cast<std::ptrdiff_t>(firstValue), values_.end());
     keyStack_.erase(keyStack_.begin() + static_cast<std::ptrdiff_t>(firstKey), keyStack_.end());
@@ -75,9 +76,13 @@ void VLJsonStreamParserAdapter::parserFoundObjectStart(VLJsonStreamParser&) {
     open(true);
 }
 
+Value VLJsonStreamParserAdapter::string(std::string_view text) {
+    return Value(std::allocate_shared<const std::string>(slab_.allocator(), text));
+}
+
 Value VLJsonStreamParserAdapter::key(std::string_view text) {
     if (text.size() > kMaxSharedKeyLength) {
-        return Value(text);
+        return string(text);
     }
     if (const auto found = keys_.find(text); found != keys_.end()) {
         return found->second;
@@ -85,7 +90,7 @@ Value VLJsonStreamParserAdapter::key(std::string_view text) {
     if (keys_.size() >= kMaxSharedKeys) {
         keys_.clear();
     }
-    Value value(text);
+    Value value = string(text);
     keys_.emplace(*value.asString(), value);
     return value;
 }
@@ -119,12 +124,14 @@ void VLJsonStreamParserAdapter::parserFoundNull(VLJsonStreamParser& parser) {
 
 void VLJsonStreamParserAdapter::parserFoundNumber(VLJsonStreamParser& parser,
                                                   const VLJsonNumber& number) {
-    found(parser, number.value());
+    found(parser, number.isDecimal()
+                      ? Value(DecimalNumber::parseShared(number.text(), slab_.allocator()))
+                      : number.value());
 }
 
 void VLJsonStreamParserAdapter::parserFoundString(VLJsonStreamParser& parser,
                                                   std::string_view string) {
-    found(parser, Value(string));
+    found(parser, this->string(string));
 }
 
 }  // namespace velmora

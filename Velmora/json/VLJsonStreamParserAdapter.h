@@ -23,6 +23,7 @@
 #include "Velmora/json/VLJsonNumber.h"
 #include "Velmora/json/VLJsonStreamParserAdapterDelegate.h"
 #include "Velmora/json/VLJsonStreamParserDelegate.h"
+#include "Velmora/json/VLJsonValueSlab.h"
 #include "Velmora/platform/foundation/Value.h"
 
 namespace velmora {
@@ -65,6 +66,7 @@ class VLJsonStreamParserAdapter : public VLJsonStreamParserDelegate {
     Value finishObject(std::size_t firstValue, std::size_t firstKey);
     // The key as a string Value, shared with earlier occurrences of the same text.
     Value key(std::string_view text);
+    Value string(std::string_view text);
 
     VLJsonStreamParserAdapterDelegate* delegate_ = nullptr;
     std::uint64_t skip_ = 0;
@@ -75,6 +77,7 @@ class VLJsonStreamParserAdapter : public VLJsonStreamParserDelegate {
     // Short keys seen so far, viewed through the strings of their Values; emptied when
     // it grows past its bound, so documents with endless distinct keys stay cheap.
     std::unordered_map<std::string_view, Value> keys_;
+    VLJsonValueSlab slab_;
 };
 
 }  // namespace velmora

@@ -31,6 +31,7 @@ constexpr std::int64_t kPlainZerosLimit = 40;
 struct DecimalNumber::Digits {
     std::string_view head;
     std::string_view tail;
+    std::int64_t exponent;  // value = digits * 10^exponent
 
     std::size_t size() const { return head.size() + tail.size(); }
     char operator[](std::size_t i) const {
@@ -49,11 +50,13 @@ struct DecimalNumber::Digits {
     }
 };
 
-DecimalNumber::DecimalNumber(Private, std::string_view text, const Shape& shape) : shape_(shape) {
+DecimalNumber::DecimalNumber(Private, std::string_view text, const Shape& shape)
+    : negative_(shape.negative), zero_(shape.digitsBegin == shape.headEnd) {
     setText(text);
 }
 
-DecimalNumber::DecimalNumber(const DecimalNumber& other) : shape_(other.shape_) {
+DecimalNumber::DecimalNumber(const DecimalNumber& other)
+    : negative_(other.negative_), zero_(other.zero_) {
     setText(other.text());
 }
 
@@ -67,16 +70,22 @@ DecimalNumber& DecimalNumber::operator=(const DecimalNumber& other) {
 DecimalNumber::DecimalNumber(DecimalNumber&& other) noexcept
     : longText_(std::move(other.longText_)),
       textLength_(std::exchange(other.textLength_, 0)),
-      shape_(std::exchange(other.shape_, {})) {
-    std::memcpy(shortText_, other.shortText_, sizeof shortText_);
+      negative_(std::exchange(other.negative_, false)),
+      zero_(std::exchange(other.zero_, true)) {
+    if (!longText_) {
+        std::memcpy(shortText_, other.shortText_, textLength_);
+    }
 }
 
 DecimalNumber& DecimalNumber::operator=(DecimalNumber&& other) noexcept {
     if (this != &other) {
         longText_ = std::move(other.longText_);
         textLength_ = std::exchange(other.textLength_, 0);
-        shape_ = std::exchange(other.shape_, {});
-        std::memcpy(shortText_, other.shortText_, sizeof shortText_);
+        negative_ = std::exchange(other.negative_, false);
+        zero_ = std::exchange(other.zero_, true);
+        if (!longText_) {
+            std::memcpy(shortText_, other.shortText_, textLength_);
+        }
     }
     return *this;
 }
@@ -97,8 +106,9 @@ void DecimalNumber::setText(std::string_view text) {
 
 DecimalNumber::Digits DecimalNumber::digits() const {
     const std::string_view all = text();
-    return {all.substr(shape_.digitsBegin, shape_.headEnd - shape_.digitsBegin),
-            all.substr(shape_.tailBegin, shape_.digitsEnd - shape_.tailBegin)};
+    const Shape shape = *scan(all);
+    return {all.substr(shape.digitsBegin, shape.headEnd - shape.digitsBegin),
+            all.substr(shape.tailBegin, shape.digitsEnd - shape.tailBegin), shape.exponent};
 }
 
 std::optional<DecimalNumber::Shape> DecimalNumber::scan(std::string_view text) {
@@ -219,17 +229,17 @@ std::string DecimalNumber::description() const {
         return "0";
     }
     const Digits digits = this->digits();
-    std::string out = shape_.negative ? "-" : "";
+    std::string out = negative_ ? "-" : "";
     const auto digitCount = static_cast<std::int64_t>(digits.size());
-    const std::int64_t pointPosition = digitCount + shape_.exponent;  // digits before the point
-    if (shape_.exponent >= 0 && shape_.exponent <= kPlainZerosLimit) {
+    const std::int64_t pointPosition = digitCount + digits.exponent;  // digits before the point
+    if (digits.exponent >= 0 && digits.exponent <= kPlainZerosLimit) {
         digits.appendTo(out);
-        out.append(static_cast<std::size_t>(shape_.exponent), '0');
-    } else if (shape_.exponent < 0 && pointPosition > 0) {
+        out.append(static_cast<std::size_t>(digits.exponent), '0');
+    } else if (digits.exponent < 0 && pointPosition > 0) {
         digits.appendTo(out, 0, static_cast<std::size_t>(pointPosition));
         out += '.';
         digits.appendTo(out, static_cast<std::size_t>(pointPosition));
-    } else if (shape_.exponent < 0 && -pointPosition <= kPlainZerosLimit) {
+    } else if (digits.exponent < 0 && -pointPosition <= kPlainZerosLimit) {
         out += "0.";
         out.append(static_cast<std::size_t>(-pointPosition), '0');
         digits.appendTo(out);
@@ -251,15 +261,15 @@ double DecimalNumber::toDouble() const {
     // Rebuilt from the normalised form so that clamped exponents stay in range for
     // from_chars, which reports out-of-range values instead of saturating.
     const Digits digits = this->digits();
-    std::string normal = shape_.negative ? "-" : "";
+    std::string normal = negative_ ? "-" : "";
     digits.appendTo(normal);
-    normal += fmt::format("e{}", shape_.exponent);
+    normal += fmt::format("e{}", digits.exponent);
     double value = 0;
     const auto result = std::from_chars(normal.data(), normal.data() + normal.size(), value);
     if (result.ec == std::errc::result_out_of_range) {
-        const bool tiny = shape_.exponent + static_cast<std::int64_t>(digits.size()) < 0;
+        const bool tiny = digits.exponent + static_cast<std::int64_t>(digits.size()) < 0;
         const double magnitude = tiny ? 0.0 : HUGE_VAL;
-        return shape_.negative ? -magnitude : magnitude;
+        return negative_ ? -magnitude : magnitude;
     }
     return value;
 }
@@ -269,7 +279,7 @@ std::optional<std::uint64_t> DecimalNumber::wholeMagnitude() const {
         return 0;
     }
     const Digits digits = this->digits();
-    if (shape_.exponent < 0 || static_cast<std::int64_t>(digits.size()) + shape_.exponent > 20) {
+    if (digits.exponent < 0 || static_cast<std::int64_t>(digits.size()) + digits.exponent > 20) {
         return std::nullopt;
     }
     std::uint64_t value = 0;
@@ -287,7 +297,7 @@ std::optional<std::uint64_t> DecimalNumber::wholeMagnitude() const {
             }
         }
     }
-    for (std::int64_t i = 0; i < shape_.exponent; ++i) {
+    for (std::int64_t i = 0; i < digits.exponent; ++i) {
         if (!append(0)) {
             return std::nullopt;
         }
@@ -301,7 +311,7 @@ std::optional<std::int64_t> DecimalNumber::toInt64() const {
         return std::nullopt;
     }
     constexpr std::uint64_t kLimit = std::uint64_t{1} << 63;
-    if (shape_.negative) {
+    if (negative_) {
         if (*magnitude > kLimit) {
             return std::nullopt;
         }
@@ -314,7 +324,7 @@ std::optional<std::int64_t> DecimalNumber::toInt64() const {
 }
 
 std::optional<std::uint64_t> DecimalNumber::toUInt64() const {
-    if (shape_.negative) {
+    if (negative_) {
         return std::nullopt;
     }
     return wholeMagnitude();
@@ -326,8 +336,8 @@ int DecimalNumber::compareMagnitude(const DecimalNumber& other) const {
     }
     const Digits mine = digits();
     const Digits theirs = other.digits();
-    const auto myOrder = shape_.exponent + static_cast<std::int64_t>(mine.size());
-    const auto theirOrder = other.shape_.exponent + static_cast<std::int64_t>(theirs.size());
+    const auto myOrder = mine.exponent + static_cast<std::int64_t>(mine.size());
+    const auto theirOrder = theirs.exponent + static_cast<std::int64_t>(theirs.size());
     if (myOrder != theirOrder) {
         return myOrder < theirOrder ? -1 : 1;
     }
@@ -341,11 +351,11 @@ int DecimalNumber::compareMagnitude(const DecimalNumber& other) const {
 }
 
 int DecimalNumber::compare(const DecimalNumber& other) const {
-    if (shape_.negative != other.shape_.negative) {
-        return shape_.negative ? -1 : 1;
+    if (negative_ != other.negative_) {
+        return negative_ ? -1 : 1;
     }
     const int magnitude = compareMagnitude(other);
-    return shape_.negative ? -magnitude : magnitude;
+    return negative_ ? -magnitude : magnitude;
 }
 
 }  // namespace velmora

@@ -26,6 +26,16 @@ class DecimalNumber {
     // The same, made straight into the shared block a decimal Value holds; null for
     // anything parse refuses.
     static std::shared_ptr<const DecimalNumber> parseShared(std::string_view text);
+    // The same with the block made by allocator (as std::allocate_shared takes it).
+    template <class Allocator>
+    static std::shared_ptr<const DecimalNumber> parseShared(std::string_view text,
+                                                            const Allocator& allocator) {
+        const auto shape = scan(text);
+        if (!shape) {
+            return nullptr;
+        }
+        return std::allocate_shared<const DecimalNumber>(allocator, Private{}, text, *shape);
+    }
     static DecimalNumber fromInteger(std::int64_t value);
     static DecimalNumber fromUnsigned(std::uint64_t value);
     // The shortest text that reads back as the same double. REQUIRES: value is finite.
@@ -40,8 +50,8 @@ class DecimalNumber {
 
     // The text it was read from, as written.
     std::string_view text() const { return {textData(), textLength_}; }
-    bool isZero() const { return shape_.digitsBegin == shape_.headEnd; }
-    bool isNegative() const { return shape_.negative; }
+    bool isZero() const { return zero_; }
+    bool isNegative() const { return negative_; }
 
     // Plain notation without superfluous zeros ("1.5", "-0.0025", "100000"); scientific
     // notation ("1.5E+400") only where the plain form would be very long.
@@ -59,7 +69,8 @@ class DecimalNumber {
   private:
     // Where the significant digits (no leading or trailing zeros) lie in the text: the
     // run [digitsBegin, headEnd) followed by [tailBegin, digitsEnd), two runs when a
-    // point falls between them; all zero for the number zero.
+    // point falls between them; all zero for the number zero. Found again from the text
+    // when a digit is wanted, so that a number is its text and two flags.
     struct Shape {
         std::size_t digitsBegin = 0;
         std::size_t headEnd = 0;
@@ -87,13 +98,14 @@ class DecimalNumber {
     int compareMagnitude(const DecimalNumber& other) const;
 
     // A JSON real or a formatted double fits in the object itself, so a decimal Value is
-    // one allocation; longer texts get a block of their own.
-    static constexpr std::size_t kShortTextCapacity = 31;
+    // one small allocation; longer texts get a block of their own.
+    static constexpr std::size_t kShortTextCapacity = 30;
 
     std::unique_ptr<char[]> longText_;  // null while the text is short
     std::size_t textLength_ = 0;
-    Shape shape_;
-    char shortText_[kShortTextCapacity] = {};
+    bool negative_ = false;
+    bool zero_ = true;
+    char shortText_[kShortTextCapacity];
 };
 
 }  // namespace velmora

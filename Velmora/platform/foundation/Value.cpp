@@ -172,6 +172,33 @@ Value::Value(ObjectRef object) {
 Value::Value(DecimalNumber decimal)
     : storage_(std::make_shared<const DecimalNumber>(std::move(decimal))) {}
 
+namespace {
+
+template <class Storage, class Block>
+void holdUnlessNull(Storage& storage, Block&& block) {
+    if (block) {
+        storage.template emplace<std::decay_t<Block>>(std::move(block));
+    }
+}
+
+}  // namespace
+
+Value::Value(std::shared_ptr<const DecimalNumber> decimal) noexcept {
+    holdUnlessNull(storage_, std::move(decimal));
+}
+
+Value::Value(std::shared_ptr<const std::string> string) noexcept {
+    holdUnlessNull(storage_, std::move(string));
+}
+
+Value::Value(std::shared_ptr<Array> array) noexcept {
+    holdUnlessNull(storage_, std::move(array));
+}
+
+Value::Value(std::shared_ptr<Dictionary> dictionary) noexcept {
+    holdUnlessNull(storage_, std::move(dictionary));
+}
+
 Value Value::decimal(std::string_view text) {
     Value value;
     if (auto parsed = DecimalNumber::parseShared(text)) {

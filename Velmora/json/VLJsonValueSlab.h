@@ -1,0 +1,109 @@
+#pragma once
+// VLJsonValueSlab: where the adapter makes the shared blocks of the Values it builds
+// (decimals, strings, the arrays and dictionaries themselves). A document of a million
+// numbers would otherwise be a million small heap blocks made and freed one by one; here
+// they are cut in turn from large chunks, and a chunk goes back to the heap when the last
+// block cut from it is released.
+//
+// Each block is still its own shared object with its own count, so Values behave exactly
+// as made any other way, and may be released on any thread. The cost is memory: a chunk
+// lives while any block in it does, so one string kept from a large document keeps its
+// chunk (kChunkSize bytes) alive.
+//
+// Thread safety: the slab belongs to one thread (its adapter's); the blocks it made may be
+// released anywhere.
+
+#include <atomic>
+#include <cstddef>
+#include <memory>
+#include <new>
+
+namespace velmora {
+
+class VLJsonValueSlab {
+    struct Chunk;
+
+  public:
+    // Large enough for the control block and object of any Value kind the adapter makes.
+    static constexpr std::size_t kLargestBlock = 192;
+    static constexpr std::size_t kChunkSize = 32 * 1024;
+
+    // An allocator for std::allocate_shared that cuts from the slab's current chunk.
+    template <class T>
+    class Allocator {
+      public:
+        using value_type = T;
+
+        explicit Allocator(Chunk* chunk) noexcept : chunk_(chunk) {}
+        template <class U>
+        Allocator(const Allocator<U>& other) noexcept : chunk_(other.chunk_) {}
+
+        T* allocate(std::size_t count) { return static_cast<T*>(chunk_->take(count * sizeof(T))); }
+        void deallocate(T*, std::size_t) noexcept { chunk_->release(); }
+
+        template <class U>
+        bool operator==(const Allocator<U>& other) const noexcept {
+            return chunk_ == other.chunk_;
+        }
+
+      private:
+        template <class U>
+        friend class Allocator;
+        Chunk* chunk_;
+    };
+
+    VLJsonValueSlab() = default;
+    VLJsonValueSlab(const VLJsonValueSlab&) = delete;
+    VLJsonValueSlab& operator=(const VLJsonValueSlab&) = delete;
+    ~VLJsonValueSlab() {
+        if (chunk_ != nullptr) {
+            chunk_->release();
+        }
+    }
+
+    // An allocator with room for one block of up to kLargestBlock bytes: make one block
+    // with it, then ask again.
+    template <class T = std::byte>
+    Allocator<T> allocator() {
+        if (chunk_ == nullptr || !chunk_->hasRoom(kLargestBlock)) {
+            renew();
+        }
+        return Allocator<T>(chunk_);
+    }
+
+  private:
+    struct Chunk {
+        // One count per block cut, and one for the slab while it cuts from here.
+        std::atomic<std::size_t> references{1};
+        std::size_t used = 0;
+        alignas(std::max_align_t) std::byte bytes[kChunkSize];
+
+        bool hasRoom(std::size_t size) const { return kChunkSize - used >= size; }
+        void* take(std::size_t size) {
+            if (!hasRoom(size)) {
+                throw std::bad_alloc();  // the caller asked for more than it said
+            }
+            void* block = bytes + used;
+            used += (size + alignof(std::max_align_t) - 1) & ~(alignof(std::max_align_t) - 1);
+            references.fetch_add(1, std::memory_order_relaxed);
+            return block;
+        }
+        void release() noexcept {
+            if (references.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+                delete this;
+            }
+        }
+    };
+
+    void renew() {
+        auto* fresh = new Chunk;
+        if (chunk_ != nullptr) {
+            chunk_->release();
+        }
+        chunk_ = fresh;
+    }
+
+    Chunk* chunk_ = nullptr;
+};
+
+}  // namespace velmora
