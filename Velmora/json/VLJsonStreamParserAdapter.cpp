@@ -58,11 +58,7 @@ Value VLJsonStreamParserAdapter::finishObject(std::size_t firstValue, std::size_
     return Value(std::move(dictionary));
 }
 
-void VLJsonStreamParserAdapter::found(VLJsonStreamParser& parser, Value&& value) {
-    if (!frames_.empty()) {
-        values_.push_back(std::move(value));
-        return;
-    }
+void VLJsonStreamParserAdapter::deliver(VLJsonStreamParser& parser, const Value& value) {
     if (delegate_ != nullptr) {
         if (value.isArray()) {
             delegate_->parserFoundArray(parser, value);
@@ -115,7 +111,7 @@ void VLJsonStreamParserAdapter::parserFoundArrayEnd(VLJsonStreamParser& parser) 
 }
 
 void VLJsonStreamParserAdapter::parserFoundBoolean(VLJsonStreamParser& parser, bool value) {
-    found(parser, Value(value));
+    found(parser, value);
 }
 
 void VLJsonStreamParserAdapter::parserFoundNull(VLJsonStreamParser& parser) {
@@ -124,14 +120,16 @@ void VLJsonStreamParserAdapter::parserFoundNull(VLJsonStreamParser& parser) {
 
 void VLJsonStreamParserAdapter::parserFoundNumber(VLJsonStreamParser& parser,
                                                   const VLJsonNumber& number) {
-    found(parser, number.isDecimal()
-                      ? Value(DecimalNumber::parseShared(number.text(), slab_.allocator()))
-                      : number.value());
+    if (number.isDecimal()) {
+        found(parser, DecimalNumber::parseShared(number.text(), slab_.allocator()));
+    } else {
+        found(parser, number.value());
+    }
 }
 
 void VLJsonStreamParserAdapter::parserFoundString(VLJsonStreamParser& parser,
                                                   std::string_view string) {
-    found(parser, this->string(string));
+    found(parser, std::allocate_shared<const std::string>(slab_.allocator(), string));
 }
 
 }  // namespace velmora

@@ -18,6 +18,7 @@
 #include <cstdint>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "Velmora/json/VLJsonNumber.h"
@@ -61,7 +62,17 @@ class VLJsonStreamParserAdapter : public VLJsonStreamParserDelegate {
 
     void open(bool isObject);
     void close(VLJsonStreamParser& parser);
-    void found(VLJsonStreamParser& parser, Value&& value);
+    // A finished value, made in place from args on the scratch stack when a container is
+    // open, or handed to the delegate.
+    template <class... Args>
+    void found(VLJsonStreamParser& parser, Args&&... args) {
+        if (!frames_.empty()) {
+            values_.emplace_back(std::forward<Args>(args)...);
+        } else {
+            deliver(parser, Value(std::forward<Args>(args)...));
+        }
+    }
+    void deliver(VLJsonStreamParser& parser, const Value& value);
     Value finishArray(std::size_t firstValue);
     Value finishObject(std::size_t firstValue, std::size_t firstKey);
     // The key as a string Value, shared with earlier occurrences of the same text.

@@ -57,7 +57,7 @@ class VLJsonValueSlab {
     VLJsonValueSlab& operator=(const VLJsonValueSlab&) = delete;
     ~VLJsonValueSlab() {
         if (chunk_ != nullptr) {
-            chunk_->release();
+            chunk_->retire();
         }
     }
 
@@ -73,9 +73,13 @@ class VLJsonValueSlab {
 
   private:
     struct Chunk {
-        // One count per block cut, and one for the slab while it cuts from here.
-        std::atomic<std::size_t> references{1};
+        static constexpr std::size_t kMostBlocks = kChunkSize / alignof(std::max_align_t);
+
+        // Counted up front for every block the chunk could hold, and for the slab, so that
+        // cutting a block is no atomic operation; retire() gives back what was not cut.
+        std::atomic<std::size_t> references{kMostBlocks + 1};
         std::size_t used = 0;
+        std::size_t cut = 0;
         alignas(std::max_align_t) std::byte bytes[kChunkSize];
 
         bool hasRoom(std::size_t size) const { return kChunkSize - used >= size; }
@@ -85,11 +89,13 @@ class VLJsonValueSlab {
             }
             void* block = bytes + used;
             used += (size + alignof(std::max_align_t) - 1) & ~(alignof(std::max_align_t) - 1);
-            references.fetch_add(1, std::memory_order_relaxed);
+            ++cut;
             return block;
         }
-        void release() noexcept {
-            if (references.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+        // The slab is done cutting from here.
+        void retire() noexcept { release(kMostBlocks - cut + 1); }
+        void release(std::size_t count = 1) noexcept {
+            if (references.fetch_sub(count, std::memory_order_acq_rel) == count) {
                 delete this;
             }
         }
@@ -98,7 +104,7 @@ class VLJsonValueSlab {
     void renew() {
         auto* fresh = new Chunk;
         if (chunk_ != nullptr) {
-            chunk_->release();
+            chunk_->retire();
         }
         chunk_ = fresh;
     }

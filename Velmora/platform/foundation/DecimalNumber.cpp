@@ -1,6 +1,7 @@
 #include "Velmora/platform/foundation/DecimalNumber.h"
 
 #include <algorithm>
+#include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -13,6 +14,30 @@ namespace {
 
 bool isDigit(char c) {
     return c >= '0' && c <= '9';
+}
+
+// Index of the first byte at or after i that is not a digit (or the size), eight bytes at a
+// time while eight remain: long numbers are mostly digits. XOR with '0' maps exactly the
+// digits to 0 to 9; adding 0x76 to the low seven bits then sets the top bit of every other
+// byte without carrying into the next.
+std::size_t skipDigits(std::string_view text, std::size_t i) {
+    const char* p = text.data();
+    if constexpr (std::endian::native == std::endian::little) {
+        for (; i + 8 <= text.size(); i += 8) {
+            std::uint64_t word = 0;
+            std::memcpy(&word, p + i, sizeof word);
+            const std::uint64_t y = word ^ 0x3030303030303030ull;
+            const std::uint64_t other =
+                (((y & 0x7F7F7F7F7F7F7F7Full) + 0x7676767676767676ull) | y) & 0x8080808080808080ull;
+            if (other != 0) {
+                return i + static_cast<unsigned>(std::countr_zero(other)) / 8;
+            }
+        }
+    }
+    while (i < text.size() && isDigit(p[i])) {
+        ++i;
+    }
+    return i;
 }
 
 // Normalised exponents beyond this are clamped: no double or sane decimal gets near
@@ -113,12 +138,6 @@ DecimalNumber::Digits DecimalNumber::digits() const {
 
 std::optional<DecimalNumber::Shape> DecimalNumber::scan(std::string_view text) {
     const std::size_t size = text.size();
-    const auto skipDigits = [&text, size](std::size_t i) {
-        while (i < size && isDigit(text[i])) {
-            ++i;
-        }
-        return i;
-    };
     bool negative = false;
     std::size_t i = 0;
     if (i < size && (text[i] == '-' || text[i] == '+')) {
@@ -126,12 +145,12 @@ std::optional<DecimalNumber::Shape> DecimalNumber::scan(std::string_view text) {
         ++i;
     }
     const std::size_t wholeBegin = i;
-    const std::size_t wholeEnd = i = skipDigits(i);
+    const std::size_t wholeEnd = i = skipDigits(text, i);
     std::size_t fractionBegin = wholeEnd;
     std::size_t fractionEnd = wholeEnd;
     if (i < size && text[i] == '.') {
         fractionBegin = i + 1;
-        fractionEnd = i = skipDigits(fractionBegin);
+        fractionEnd = i = skipDigits(text, fractionBegin);
     }
     if (wholeEnd == wholeBegin && fractionEnd == fractionBegin) {
         return std::nullopt;
