@@ -13,6 +13,7 @@
 // Thread safety: the slab belongs to one thread (its adapter's); the blocks it made may be
 // released anywhere.
 
+#include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <memory>
@@ -27,6 +28,8 @@ class VLJsonValueSlab {
     // Large enough for the control block and object of any Value kind the adapter makes.
     static constexpr std::size_t kLargestBlock = 192;
     static constexpr std::size_t kChunkSize = 32 * 1024;
+    // No block is smaller (a control block alone is larger), which bounds a chunk's blocks.
+    static constexpr std::size_t kSmallestBlock = 16;
 
     // An allocator for std::allocate_shared that cuts from the slab's current chunk.
     template <class T>
@@ -38,7 +41,9 @@ class VLJsonValueSlab {
         template <class U>
         Allocator(const Allocator<U>& other) noexcept : chunk_(other.chunk_) {}
 
-        T* allocate(std::size_t count) { return static_cast<T*>(chunk_->take(count * sizeof(T))); }
+        T* allocate(std::size_t count) {
+            return static_cast<T*>(chunk_->take(count * sizeof(T), alignof(T)));
+        }
         void deallocate(T*, std::size_t) noexcept { chunk_->release(); }
 
         template <class U>
@@ -65,7 +70,7 @@ class VLJsonValueSlab {
     // with it, then ask again.
     template <class T = std::byte>
     Allocator<T> allocator() {
-        if (chunk_ == nullptr || !chunk_->hasRoom(kLargestBlock)) {
+        if (chunk_ == nullptr || !chunk_->hasRoom(kLargestBlock + alignof(std::max_align_t))) {
             renew();
         }
         return Allocator<T>(chunk_);
@@ -73,7 +78,7 @@ class VLJsonValueSlab {
 
   private:
     struct Chunk {
-        static constexpr std::size_t kMostBlocks = kChunkSize / alignof(std::max_align_t);
+        static constexpr std::size_t kMostBlocks = kChunkSize / kSmallestBlock;
 
         // Counted up front for every block the chunk could hold, and for the slab, so that
         // cutting a block is no atomic operation; retire() gives back what was not cut.
@@ -83,14 +88,16 @@ class VLJsonValueSlab {
         alignas(std::max_align_t) std::byte bytes[kChunkSize];
 
         bool hasRoom(std::size_t size) const { return kChunkSize - used >= size; }
-        void* take(std::size_t size) {
-            if (!hasRoom(size)) {
+        // Blocks are packed at their own alignment: most are a control block and a small
+        // object, a multiple of eight bytes.
+        void* take(std::size_t size, std::size_t alignment) {
+            const std::size_t start = (used + alignment - 1) & ~(alignment - 1);
+            if (start > kChunkSize || kChunkSize - start < std::max(size, kSmallestBlock)) {
                 throw std::bad_alloc();  // the caller asked for more than it said
             }
-            void* block = bytes + used;
-            used += (size + alignof(std::max_align_t) - 1) & ~(alignof(std::max_align_t) - 1);
+            used = start + std::max(size, kSmallestBlock);
             ++cut;
-            return block;
+            return bytes + start;
         }
         // The slab is done cutting from here.
         void retire() noexcept { release(kMostBlocks - cut + 1); }

@@ -94,38 +94,38 @@ DecimalNumber& DecimalNumber::operator=(const DecimalNumber& other) {
 
 DecimalNumber::DecimalNumber(DecimalNumber&& other) noexcept
     : longText_(std::move(other.longText_)),
-      textLength_(std::exchange(other.textLength_, 0)),
+      shortLength_(std::exchange(other.shortLength_, 0)),
       negative_(std::exchange(other.negative_, false)),
       zero_(std::exchange(other.zero_, true)) {
-    if (!longText_) {
-        std::memcpy(shortText_, other.shortText_, textLength_);
-    }
+    std::memcpy(shortText_, other.shortText_, sizeof shortText_);
 }
 
 DecimalNumber& DecimalNumber::operator=(DecimalNumber&& other) noexcept {
     if (this != &other) {
         longText_ = std::move(other.longText_);
-        textLength_ = std::exchange(other.textLength_, 0);
+        shortLength_ = std::exchange(other.shortLength_, 0);
         negative_ = std::exchange(other.negative_, false);
         zero_ = std::exchange(other.zero_, true);
-        if (!longText_) {
-            std::memcpy(shortText_, other.shortText_, textLength_);
-        }
+        std::memcpy(shortText_, other.shortText_, sizeof shortText_);
     }
     return *this;
 }
 
+static_assert(sizeof(DecimalNumber) == 32, "a decimal Value block is meant to stay small");
+
 void DecimalNumber::setText(std::string_view text) {
-    textLength_ = text.size();
-    char* out = shortText_;
     if (text.size() > kShortTextCapacity) {
         longText_ = std::make_unique_for_overwrite<char[]>(text.size());
-        out = longText_.get();
-    } else {
-        longText_.reset();
+        std::memcpy(longText_.get(), text.data(), text.size());
+        const std::size_t length = text.size();
+        std::memcpy(shortText_, &length, sizeof length);
+        shortLength_ = 0;
+        return;
     }
+    longText_.reset();
+    shortLength_ = static_cast<std::uint8_t>(text.size());
     if (!text.empty()) {
-        std::memcpy(out, text.data(), text.size());
+        std::memcpy(shortText_, text.data(), text.size());
     }
 }
 

@@ -11,6 +11,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <optional>
 #include <string>
@@ -49,7 +50,10 @@ class DecimalNumber {
     ~DecimalNumber() = default;
 
     // The text it was read from, as written.
-    std::string_view text() const { return {textData(), textLength_}; }
+    std::string_view text() const {
+        return longText_ ? std::string_view(longText_.get(), longTextLength())
+                         : std::string_view(shortText_, shortLength_);
+    }
     bool isZero() const { return zero_; }
     bool isNegative() const { return negative_; }
 
@@ -91,21 +95,26 @@ class DecimalNumber {
   private:
     static std::optional<Shape> scan(std::string_view text);
     Digits digits() const;
-    const char* textData() const { return longText_ ? longText_.get() : shortText_; }
+    // While the text is long, its length is kept where a short text would be.
+    std::size_t longTextLength() const {
+        std::size_t length = 0;
+        std::memcpy(&length, shortText_, sizeof length);
+        return length;
+    }
     void setText(std::string_view text);
     // The magnitude as a whole number, when it is one and fits in 64 bits.
     std::optional<std::uint64_t> wholeMagnitude() const;
     int compareMagnitude(const DecimalNumber& other) const;
 
-    // A JSON real or a formatted double fits in the object itself, so a decimal Value is
-    // one small allocation; longer texts get a block of their own.
-    static constexpr std::size_t kShortTextCapacity = 30;
+    // A JSON real fits in the object itself (32 bytes in all), so a decimal Value is one
+    // small allocation; longer texts get a block of their own.
+    static constexpr std::size_t kShortTextCapacity = 21;
 
     std::unique_ptr<char[]> longText_;  // null while the text is short
-    std::size_t textLength_ = 0;
+    char shortText_[kShortTextCapacity];
+    std::uint8_t shortLength_ = 0;
     bool negative_ = false;
     bool zero_ = true;
-    char shortText_[kShortTextCapacity];
 };
 
 }  // namespace velmora
