@@ -39,13 +39,10 @@ double shortReal(std::string_view text) {
 }  // namespace
 
 Value VLJsonNumber::value() const {
-    if (!isReal_ && text_.size() <= kMaxShortInteger) {
-        return Value(shortInteger(text_));
+    if (isDecimal()) {
+        return Value::decimal(text_);
     }
-    if (isReal_ && text_.size() <= kMaxShortReal) {
-        return Value(shortReal(text_));
-    }
-    return Value::decimal(text_);
+    return isReal_ ? Value(shortReal(text_)) : Value(shortInteger(text_));
 }
 
 }  // namespace velmora

@@ -31,6 +31,8 @@ class VLJsonNumber {
     std::string_view text() const { return text_; }
     // Whether the text has a fraction or an exponent.
     bool isReal() const { return isReal_; }
+    // Whether value() is a Decimal: the number is too long for the short conversions.
+    bool isDecimal() const { return text_.size() > (isReal_ ? kMaxShortReal : kMaxShortInteger); }
     Value value() const;
 
   private:

@@ -1,36 +1,29 @@
 #include "Velmora/json/VLJsonStreamParserAdapter.h"
 
+#include <iterator>
 #include <utility>
 
 namespace velmora {
 
 namespace {
 constexpr std::size_t kInitialStackCapacity = 32;
+constexpr std::size_t kInitialScratchCapacity = 256;
 constexpr std::size_t kMaxSharedKeyLength = 64;
 constexpr std::size_t kMaxSharedKeys = 4096;
-constexpr std::size_t kInitialArrayCapacity = 4;
 }  // namespace
 
 VLJsonStreamParserAdapter::VLJsonStreamParserAdapter() {
+    frames_.reserve(kInitialStackCapacity);
     keyStack_.reserve(kInitialStackCapacity);
-    stack_.reserve(kInitialStackCapacity);
+    values_.reserve(kInitialScratchCapacity);
 }
 
-void VLJsonStreamParserAdapter::open(Value container) {
+void VLJsonStreamParserAdapter::open(bool isObject) {
     ++depth_;
     if (depth_ <= skip_) {
         return;
     }
-    if (container.isArray()) {
-        array_ = container.asArray();
-        dict_ = nullptr;
-        currentType_ = Type::Array;
-    } else {
-        dict_ = container.asDictionary();
-        array_ = nullptr;
-        currentType_ = Type::Object;
-    }
-    stack_.push_back(std::move(container));
+    frames_.push_back({values_.size(), keyStack_.size(), isObject});
 }
 
 void VLJsonStreamParserAdapter::close(VLJsonStreamParser& parser) {
@@ -38,62 +31,54 @@ void VLJsonStreamParserAdapter::close(VLJsonStreamParser& parser) {
     if (oldDepth <= skip_) {
         return;
     }
-    Value finished = std::move(stack_.back());
-    pop();
-    found(parser, std::move(finished));
+    const Frame frame = frames_.back();
+    frames_.pop_back();
+    found(parser, frame.isObject ? finishObject(frame.firstValue, frame.firstKey)
+                                 : finishArray(frame.firstValue));
 }
 
-void VLJsonStreamParserAdapter::pop() {
-    stack_.pop_back();
-    array_ = nullptr;
-    dict_ = nullptr;
-    currentType_ = Type::None;
-    if (stack_.empty()) {
-        return;
-    }
-    const Value& top = stack_.back();
-    if (top.isArray()) {
-        array_ = top.asArray();
-        currentType_ = Type::Array;
-    } else if (top.isDictionary()) {
-        dict_ = top.asDictionary();
-        currentType_ = Type::Object;
-    }
+Value VLJsonStreamParserAdapter::finishArray(std::size_t firstValue) {
+    const auto first = values_.begin() + static_cast<std::ptrdiff_t>(firstValue);
+    auto array = std::allocate_shared<Array>(slab_.allocator(), std::make_move_iterator(first),
+                                             std::make_move_iterator(values_.end()));
+    values_.erase(first, values_.end());
+    return Value(std::move(array));
 }
 
-void VLJsonStreamParserAdapter::found(VLJsonStreamParser& parser, Value value) {
-    switch (currentType_) {
-        case Type::None:
-            if (delegate_ != nullptr) {
-                if (value.isArray()) {
-                    delegate_->parserFoundArray(parser, value);
-                } else {
-                    delegate_->parserFoundObject(parser, value);
-                }
-            }
-            break;
-        case Type::Object:
-            dict_->set(keyStack_.back(), std::move(value));
-            keyStack_.pop_back();
-            break;
-        case Type::Array:
-            if (array_->capacity() == 0) {
-                // Most arrays are short (coordinates, tags): room for a few elements at
-                // once instead of growing through one and two.
-                array_->reserve(kInitialArrayCapacity);
-            }
-            array_->push_back(std::move(value));
-            break;
+Value VLJsonStreamParserAdapter::finishObject(std::size_t firstValue, std::size_t firstKey) {
+    auto dictionary = std::allocate_shared<Dictionary>(slab_.allocator());
+    const std::size_t count = values_.size() - firstValue;
+    dictionary->reserve(count);
+    // In document order, so that a key given twice keeps its first place and its last value.
+    for (std::size_t i = 0; i < count; ++i) {
+        dictionary->set(keyStack_[firstKey + i], std::move(values_[firstValue + i]));
+    }
+    values_.erase(values_.begin() + static_cast<std::ptrdiff_t>(firstValue), values_.end());
+    keyStack_.erase(keyStack_.begin() + static_cast<std::ptrdiff_t>(firstKey), keyStack_.end());
+    return Value(std::move(dictionary));
+}
+
+void VLJsonStreamParserAdapter::deliver(VLJsonStreamParser& parser, const Value& value) {
+    if (delegate_ != nullptr) {
+        if (value.isArray()) {
+            delegate_->parserFoundArray(parser, value);
+        } else {
+            delegate_->parserFoundObject(parser, value);
+        }
     }
 }
 
 void VLJsonStreamParserAdapter::parserFoundObjectStart(VLJsonStreamParser&) {
-    open(depth_ + 1 > skip_ ? Value::makeDictionary() : Value());
+    open(true);
+}
+
+Value VLJsonStreamParserAdapter::string(std::string_view text) {
+    return Value(std::allocate_shared<const std::string>(slab_.allocator(), text));
 }
 
 Value VLJsonStreamParserAdapter::key(std::string_view text) {
     if (text.size() > kMaxSharedKeyLength) {
-        return Value(text);
+        return string(text);
     }
     if (const auto found = keys_.find(text); found != keys_.end()) {
         return found->second;
@@ -101,13 +86,16 @@ Value VLJsonStreamParserAdapter::key(std::string_view text) {
     if (keys_.size() >= kMaxSharedKeys) {
         keys_.clear();
     }
-    Value value(text);
+    Value value = string(text);
     keys_.emplace(*value.asString(), value);
     return value;
 }
 
 void VLJsonStreamParserAdapter::parserFoundObjectKey(VLJsonStreamParser&, std::string_view key) {
-    keyStack_.push_back(this->key(key));
+    // The keys of an object that is not built are not kept.
+    if (depth_ > skip_) {
+        keyStack_.push_back(this->key(key));
+    }
 }
 
 void VLJsonStreamParserAdapter::parserFoundObjectEnd(VLJsonStreamParser& parser) {
@@ -115,7 +103,7 @@ void VLJsonStreamParserAdapter::parserFoundObjectEnd(VLJsonStreamParser& parser)
 }
 
 void VLJsonStreamParserAdapter::parserFoundArrayStart(VLJsonStreamParser&) {
-    open(depth_ + 1 > skip_ ? Value::makeArray() : Value());
+    open(false);
 }
 
 void VLJsonStreamParserAdapter::parserFoundArrayEnd(VLJsonStreamParser& parser) {
@@ -123,7 +111,7 @@ void VLJsonStreamParserAdapter::parserFoundArrayEnd(VLJsonStreamParser& parser) 
 }
 
 void VLJsonStreamParserAdapter::parserFoundBoolean(VLJsonStreamParser& parser, bool value) {
-    found(parser, Value(value));
+    found(parser, value);
 }
 
 void VLJsonStreamParserAdapter::parserFoundNull(VLJsonStreamParser& parser) {
@@ -132,12 +120,16 @@ void VLJsonStreamParserAdapter::parserFoundNull(VLJsonStreamParser& parser) {
 
 void VLJsonStreamParserAdapter::parserFoundNumber(VLJsonStreamParser& parser,
                                                   const VLJsonNumber& number) {
-    found(parser, number.value());
+    if (number.isDecimal()) {
+        found(parser, DecimalNumber::parseShared(number.text(), slab_.allocator()));
+    } else {
+        found(parser, number.value());
+    }
 }
 
 void VLJsonStreamParserAdapter::parserFoundString(VLJsonStreamParser& parser,
                                                   std::string_view string) {
-    found(parser, Value(string));
+    found(parser, std::allocate_shared<const std::string>(slab_.allocator(), string));
 }
 
 }  // namespace velmora

@@ -18,11 +18,13 @@
 #include <cstdint>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "Velmora/json/VLJsonNumber.h"
 #include "Velmora/json/VLJsonStreamParserAdapterDelegate.h"
 #include "Velmora/json/VLJsonStreamParserDelegate.h"
+#include "Velmora/json/VLJsonValueSlab.h"
 #include "Velmora/platform/foundation/Value.h"
 
 namespace velmora {
@@ -49,26 +51,44 @@ class VLJsonStreamParserAdapter : public VLJsonStreamParserDelegate {
     void parserFoundString(VLJsonStreamParser& parser, std::string_view string) override;
 
   private:
-    enum class Type : std::uint8_t { None = 0, Array = 1, Object = 2 };
+    // An open container that is being built: its children (and, for an object, its keys)
+    // wait on the shared scratch stacks from these positions on, and the container is made
+    // once, at its final size, when it closes.
+    struct Frame {
+        std::size_t firstValue;
+        std::size_t firstKey;
+        bool isObject;
+    };
 
-    void open(Value container);
+    void open(bool isObject);
     void close(VLJsonStreamParser& parser);
-    void pop();
-    void found(VLJsonStreamParser& parser, Value value);
+    // A finished value, made in place from args on the scratch stack when a container is
+    // open, or handed to the delegate.
+    template <class... Args>
+    void found(VLJsonStreamParser& parser, Args&&... args) {
+        if (!frames_.empty()) {
+            values_.emplace_back(std::forward<Args>(args)...);
+        } else {
+            deliver(parser, Value(std::forward<Args>(args)...));
+        }
+    }
+    void deliver(VLJsonStreamParser& parser, const Value& value);
+    Value finishArray(std::size_t firstValue);
+    Value finishObject(std::size_t firstValue, std::size_t firstKey);
     // The key as a string Value, shared with earlier occurrences of the same text.
     Value key(std::string_view text);
+    Value string(std::string_view text);
 
     VLJsonStreamParserAdapterDelegate* delegate_ = nullptr;
     std::uint64_t skip_ = 0;
     std::uint64_t depth_ = 0;
-    Array* array_ = nullptr;      // the innermost open container when it is an array
-    Dictionary* dict_ = nullptr;  // ... when it is a dictionary
+    std::vector<Frame> frames_;  // the built levels, outermost first
+    std::vector<Value> values_;
     std::vector<Value> keyStack_;
     // Short keys seen so far, viewed through the strings of their Values; emptied when
     // it grows past its bound, so documents with endless distinct keys stay cheap.
     std::unordered_map<std::string_view, Value> keys_;
-    std::vector<Value> stack_;
-    Type currentType_ = Type::None;
+    VLJsonValueSlab slab_;
 };
 
 }  // namespace velmora

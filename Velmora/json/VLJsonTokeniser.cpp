@@ -142,7 +142,9 @@ void VLJsonTokeniser::appendData(std::string_view bytes) {
             std::memmove(buf_.get(), buf_.get() + base_, pending);
         } else {
             const std::size_t capacity = std::max(capacity_ * 2, needed);
-            auto fresh = std::make_unique<char[]>(capacity);
+            // Not zeroed: every byte read is written first (the input, then the sentinel
+            // and the padding just below).
+            auto fresh = std::make_unique_for_overwrite<char[]>(capacity);
             std::memcpy(fresh.get(), buf_.get() + base_, pending);
             buf_ = std::move(fresh);
             capacity_ = capacity;

@@ -1,3 +1,6 @@
+#include <string>
+#include <thread>
+
 #include <gtest/gtest.h>
 
 #include "Velmora/json/VLJson.h"
@@ -15,6 +18,7 @@ TEST(VLJson, ParseBuildsValues) {
     // A repeated key keeps its last value.
     EXPECT_EQ(value->count(), 2u);
     EXPECT_EQ((*value)["a"], Value("again"));
+    EXPECT_EQ(value->asDictionary()->entryAt(0).key, Value("a"));
     EXPECT_TRUE((*value)["b"]["c"].isDictionary());
 
     const auto array = parseJson(R"([1, 2.5, "s", true, null, 123456789012])");
@@ -93,6 +97,25 @@ TEST(VLJsonStreamParserAdapter, RecurringKeysShareOneString) {
     EXPECT_EQ(records[1], Value(Dictionary{{"name", 3}, {"n", 4}}));
 }
 
+TEST(VLJsonStreamParserAdapter, ValuesOutliveTheParseAndAreReleasedOnAnyThread) {
+    std::string text = "[";
+    for (int i = 0; i < 3000; ++i) {
+        text += "-65.61361699999997" + std::to_string(i) + R"(, "a string longer than fifteen", )";
+    }
+    text += "0]";
+    Value kept;
+    {
+        const auto value = parseJson(text);
+        ASSERT_TRUE(value.has_value());
+        kept = value->asArray()->at(2998 * 2);
+    }
+    std::thread([&kept] {
+        EXPECT_EQ(kept.asDecimal()->text(), "-65.613616999999972998");
+        kept = Value();
+    }).join();
+    EXPECT_TRUE(kept.isNil());
+}
+
 struct Collected : VLJsonStreamParserAdapterDelegate {
     void parserFoundArray(VLJsonStreamParser&, const Value& array) override {
         items.push_back(array);
@@ -113,6 +136,12 @@ TEST(VLJsonStreamParserAdapter, SkipDeliversTheElementsOfOuterLevels) {
     EXPECT_EQ(parser.parse(R"([{"id": 1}, [2], "three", 4, null])"), VLJsonParserStatus::Complete);
     EXPECT_EQ(Value(collected.items),
               Value(Array{Dictionary{{"id", 1}}, Array{2}, "three", 4, Value::null()}));
+    collected.items.clear();
+    VLJsonStreamParser objects;
+    objects.setDelegate(&adapter);
+    EXPECT_EQ(objects.parse(R"({"a": {"id": 1}, "b": [{"c": 2}]})"), VLJsonParserStatus::Complete);
+    EXPECT_EQ(Value(collected.items),
+              Value(Array{Dictionary{{"id", 1}}, Array{Dictionary{{"c", 2}}}}));
 
     Collected whole;
     VLJsonStreamParserAdapter plain;

@@ -9,7 +9,10 @@
 //   n->description();   // "1234567890123.45"
 //   n->toDouble();      // 1234567890123.45
 
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -21,13 +24,37 @@ class DecimalNumber {
     // Accepts an optional sign, digits with an optional fraction, and an optional
     // exponent ("-12.5e+3"); surrounding text is not allowed. Nothing for anything else.
     static std::optional<DecimalNumber> parse(std::string_view text);
+    // The same, made straight into the shared block a decimal Value holds; null for
+    // anything parse refuses.
+    static std::shared_ptr<const DecimalNumber> parseShared(std::string_view text);
+    // The same with the block made by allocator (as std::allocate_shared takes it).
+    template <class Allocator>
+    static std::shared_ptr<const DecimalNumber> parseShared(std::string_view text,
+                                                            const Allocator& allocator) {
+        const auto shape = scan(text);
+        if (!shape) {
+            return nullptr;
+        }
+        return std::allocate_shared<const DecimalNumber>(allocator, Private{}, text, *shape);
+    }
     static DecimalNumber fromInteger(std::int64_t value);
     static DecimalNumber fromUnsigned(std::uint64_t value);
     // The shortest text that reads back as the same double. REQUIRES: value is finite.
     static DecimalNumber fromDouble(double value);
 
-    const std::string& text() const { return text_; }
-    bool isZero() const { return digits_.empty(); }
+    DecimalNumber(const DecimalNumber& other);
+    DecimalNumber& operator=(const DecimalNumber& other);
+    // A moved-from number is zero with an empty text.
+    DecimalNumber(DecimalNumber&& other) noexcept;
+    DecimalNumber& operator=(DecimalNumber&& other) noexcept;
+    ~DecimalNumber() = default;
+
+    // The text it was read from, as written.
+    std::string_view text() const {
+        return longText_ ? std::string_view(longText_.get(), longTextLength())
+                         : std::string_view(shortText_, shortLength_);
+    }
+    bool isZero() const { return zero_; }
     bool isNegative() const { return negative_; }
 
     // Plain notation without superfluous zeros ("1.5", "-0.0025", "100000"); scientific
@@ -44,15 +71,50 @@ class DecimalNumber {
     bool operator==(const DecimalNumber& other) const { return compare(other) == 0; }
 
   private:
-    DecimalNumber() = default;
+    // Where the significant digits (no leading or trailing zeros) lie in the text: the
+    // run [digitsBegin, headEnd) followed by [tailBegin, digitsEnd), two runs when a
+    // point falls between them; all zero for the number zero. Found again from the text
+    // when a digit is wanted, so that a number is its text and two flags.
+    struct Shape {
+        std::size_t digitsBegin = 0;
+        std::size_t headEnd = 0;
+        std::size_t tailBegin = 0;
+        std::size_t digitsEnd = 0;
+        std::int64_t exponent = 0;  // value = digits * 10^exponent
+        bool negative = false;
+    };
+    struct Digits;
+    // Keeps the constructor below to this class and the shared blocks it makes.
+    struct Private {
+        explicit Private() = default;
+    };
+
+  public:
+    DecimalNumber(Private, std::string_view text, const Shape& shape);
+
+  private:
+    static std::optional<Shape> scan(std::string_view text);
+    Digits digits() const;
+    // While the text is long, its length is kept where a short text would be.
+    std::size_t longTextLength() const {
+        std::size_t length = 0;
+        std::memcpy(&length, shortText_, sizeof length);
+        return length;
+    }
+    void setText(std::string_view text);
     // The magnitude as a whole number, when it is one and fits in 64 bits.
     std::optional<std::uint64_t> wholeMagnitude() const;
     int compareMagnitude(const DecimalNumber& other) const;
 
-    std::string text_;
+    // A JSON real fits in the object itself (32 bytes in all), so a decimal Value is one
+    // small allocation; longer texts get a block of their own.
+    static constexpr std::size_t kShortTextCapacity = 21;
+
+    std::unique_ptr<char[]> longText_;  // null while the text is short
+    char shortText_[kShortTextCapacity];
+    std::uint8_t shortLength_ = 0;
     bool negative_ = false;
-    std::string digits_;         // significant digits, no leading or trailing zeros
-    std::int64_t exponent_ = 0;  // value = digits_ * 10^exponent_
+    bool zero_ = true;
 };
 
 }  // namespace velmora

@@ -172,9 +172,39 @@ Value::Value(ObjectRef object) {
 Value::Value(DecimalNumber decimal)
     : storage_(std::make_shared<const DecimalNumber>(std::move(decimal))) {}
 
+namespace {
+
+template <class Storage, class Block>
+void holdUnlessNull(Storage& storage, Block&& block) {
+    if (block) {
+        storage.template emplace<std::decay_t<Block>>(std::move(block));
+    }
+}
+
+}  // namespace
+
+Value::Value(std::shared_ptr<const DecimalNumber> decimal) noexcept {
+    holdUnlessNull(storage_, std::move(decimal));
+}
+
+Value::Value(std::shared_ptr<const std::string> string) noexcept {
+    holdUnlessNull(storage_, std::move(string));
+}
+
+Value::Value(std::shared_ptr<Array> array) noexcept {
+    holdUnlessNull(storage_, std::move(array));
+}
+
+Value::Value(std::shared_ptr<Dictionary> dictionary) noexcept {
+    holdUnlessNull(storage_, std::move(dictionary));
+}
+
 Value Value::decimal(std::string_view text) {
-    auto parsed = DecimalNumber::parse(text);
-    return parsed ? Value(std::move(*parsed)) : Value();
+    Value value;
+    if (auto parsed = DecimalNumber::parseShared(text)) {
+        value.storage_.emplace<std::shared_ptr<const DecimalNumber>>(std::move(parsed));
+    }
+    return value;
 }
 
 Value Value::makeArray() {

@@ -93,6 +93,12 @@ class Value {
     requires std::derived_from<T, Object> Value(std::shared_ptr<T> object)
         : Value(ObjectRef(std::move(object))) {}
     Value(DecimalNumber decimal);
+    // Values around shared blocks made elsewhere (by std::allocate_shared, say); null
+    // gives nil.
+    explicit Value(std::shared_ptr<const DecimalNumber> decimal) noexcept;
+    explicit Value(std::shared_ptr<const std::string> string) noexcept;
+    explicit Value(std::shared_ptr<Array> array) noexcept;
+    explicit Value(std::shared_ptr<Dictionary> dictionary) noexcept;
 
     // A decimal number from its text; nil when the text is not a number.
     static Value decimal(std::string_view text);

@@ -284,12 +284,21 @@ TEST(DecimalNumberTest, DescriptionAndConversionAreCanonical) {
         {"12345.678e2", "1234567.8", 1234567.8},
         {"1e400", "1E+400", HUGE_VAL},
         {"-2.5e-400", "-2.5E-400", -0.0},
+        {"000100.0025000", "100.0025", 100.0025},
+        {"-0001234567890.12345678901234500e-3", "-1234567.890123456789012345",
+         -1234567.890123456789},
     };
     for (const auto& c : cases) {
         const auto n = DecimalNumber::parse(c.text);
         ASSERT_TRUE(n) << c.text;
         EXPECT_EQ(n->description(), c.description) << c.text;
         EXPECT_EQ(n->toDouble(), c.value) << c.text;
+        // Copies and moves keep the text as written, short or long.
+        DecimalNumber copy = *n;
+        const DecimalNumber moved = std::move(copy);
+        EXPECT_EQ(moved.text(), c.text);
+        EXPECT_EQ(moved.compare(*n), 0) << c.text;
+        EXPECT_EQ(Value::decimal(c.text).asDecimal()->description(), c.description);
     }
     // An absurd exponent neither overflows nor takes unbounded memory.
     const auto huge = DecimalNumber::parse("1e99999999999999999999999");

@@ -62,7 +62,7 @@ std::string escapeKey(std::string_view key) {
 
 std::optional<DecimalFields> decimalFields(const DecimalNumber& number) {
     // The text is sign, digits with an optional point, and an optional exponent.
-    const std::string& text = number.text();
+    const std::string_view text = number.text();
     DecimalFields fields;
     std::size_t i = 0;
     if (i < text.size() && (text[i] == '-' || text[i] == '+')) {
