@@ -121,7 +121,7 @@ void VLJsonStreamParserAdapter::parserFoundNull(VLJsonStreamParser& parser) {
 void VLJsonStreamParserAdapter::parserFoundNumber(VLJsonStreamParser& parser,
                                                   const VLJsonNumber& number) {
     if (number.isDecimal()) {
-        found(parser, DecimalNumber::parseShared(number.text(), slab_.allocator()));
+        found(parser, DecimalNumber::makeSharedFromCheckedText(number.text(), slab_.allocator()));
     } else {
         found(parser, number.value());
     }

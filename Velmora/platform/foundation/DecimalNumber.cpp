@@ -80,6 +80,24 @@ DecimalNumber::DecimalNumber(Private, std::string_view text, const Shape& shape)
     setText(text);
 }
 
+DecimalNumber::DecimalNumber(Private, std::string_view text, bool negative, bool zero)
+    : negative_(negative), zero_(zero) {
+    setText(text);
+}
+
+// Almost every number has a non-zero digit among its first few, so this seldom reads far.
+bool DecimalNumber::hasZeroSignificand(std::string_view text) {
+    for (const char c : text) {
+        if (c == 'e' || c == 'E') {
+            break;
+        }
+        if (c > '0' && c <= '9') {
+            return false;
+        }
+    }
+    return true;
+}
+
 DecimalNumber::DecimalNumber(const DecimalNumber& other)
     : negative_(other.negative_), zero_(other.zero_) {
     setText(other.text());

@@ -37,6 +37,16 @@ class DecimalNumber {
         }
         return std::allocate_shared<const DecimalNumber>(allocator, Private{}, text, *shape);
     }
+    // For text a tokeniser has already found to be a JSON number (an optional '-', digits,
+    // an optional fraction and exponent): the number parseShared would make, without
+    // reading the text's shape again. Any other text gives a number that is not its text.
+    template <class Allocator>
+    static std::shared_ptr<const DecimalNumber> makeSharedFromCheckedText(
+        std::string_view text, const Allocator& allocator) {
+        const bool zero = hasZeroSignificand(text);
+        return std::allocate_shared<const DecimalNumber>(
+            allocator, Private{}, text, !zero && !text.empty() && text.front() == '-', zero);
+    }
     static DecimalNumber fromInteger(std::int64_t value);
     static DecimalNumber fromUnsigned(std::uint64_t value);
     // The shortest text that reads back as the same double. REQUIRES: value is finite.
@@ -91,9 +101,12 @@ class DecimalNumber {
 
   public:
     DecimalNumber(Private, std::string_view text, const Shape& shape);
+    DecimalNumber(Private, std::string_view text, bool negative, bool zero);
 
   private:
     static std::optional<Shape> scan(std::string_view text);
+    // Whether no digit before the exponent is other than zero, in a text of JSON's form.
+    static bool hasZeroSignificand(std::string_view text);
     Digits digits() const;
     // While the text is long, its length is kept where a short text would be.
     std::size_t longTextLength() const {

@@ -278,6 +278,7 @@ TEST(DecimalNumberTest, DescriptionAndConversionAreCanonical) {
         double value;
     } cases[] = {
         {"-0", "0", 0.0},
+        {"-0.000e-7", "0", 0.0},
         {"1.50", "1.5", 1.5},
         {"1e5", "100000", 100000.0},
         {"-1.5e-3", "-0.0015", -0.0015},
@@ -299,6 +300,11 @@ TEST(DecimalNumberTest, DescriptionAndConversionAreCanonical) {
         EXPECT_EQ(moved.text(), c.text);
         EXPECT_EQ(moved.compare(*n), 0) << c.text;
         EXPECT_EQ(Value::decimal(c.text).asDecimal()->description(), c.description);
+        const auto checked =
+            DecimalNumber::makeSharedFromCheckedText(c.text, std::allocator<DecimalNumber>());
+        EXPECT_EQ(checked->description(), c.description) << c.text;
+        EXPECT_EQ(checked->isNegative(), n->isNegative()) << c.text;
+        EXPECT_EQ(checked->isZero(), n->isZero()) << c.text;
     }
     // An absurd exponent neither overflows nor takes unbounded memory.
     const auto huge = DecimalNumber::parse("1e99999999999999999999999");
