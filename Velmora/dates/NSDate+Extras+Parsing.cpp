@@ -113,17 +113,28 @@ bool readAlternative(std::string_view text, const std::array<std::string_view, N
     return false;
 }
 
+// What the expression reads in a text the scanner leaves to it: the captures numbered in
+// `groups` (lead, unit, digits, marker; 0 for a part the form lacks), or nothing when the
+// expression does not match.
+std::optional<CompactParts> readByExpression(std::string_view text, const char* expression,
+                                             const std::array<std::size_t, 4>& groups) {
+    const std::vector<std::string> found =
+        captureComponentsMatchedByRegex(text, expression, RegexOptions::CaseInsensitive);
+    if (found.size() <= *std::max_element(groups.begin(), groups.end())) {
+        return std::nullopt;
+    }
+    const auto group = [&found](std::size_t index) {
+        return index == 0 ? std::string() : found[index];
+    };
+    return CompactParts{group(groups[0]), group(groups[1]), group(groups[2]), group(groups[3])};
+}
+
 std::optional<CompactParts> readCountAndUnit(std::string_view text) {
     static constexpr std::array<std::string_view, 16> kUnits{
         "days", "day",   "d",    "weeks", "week", "w",  "months", "month",
         "m",    "years", "year", "y",     "st",   "nd", "th",     "rd"};
     if (!scannable(text)) {
-        const std::vector<std::string> found =
-            captureComponentsMatchedByRegex(text, kCountAndUnit, RegexOptions::CaseInsensitive);
-        if (found.size() != 6) {
-            return std::nullopt;
-        }
-        return CompactParts{found[1], found[2], found[4], found[5]};
+        return readByExpression(text, kCountAndUnit, {1, 2, 4, 5});
     }
     std::size_t count = 0;
     while (count < text.size() && text[count] >= '0' && text[count] <= '9') {
@@ -142,12 +153,7 @@ std::optional<CompactParts> readWeekdayAndTime(std::string_view text) {
         "sunday", "sun",      "monday", "mon", "tuesday", "tues", "tue",      "wednesday",
         "wed",    "thursday", "thur",   "thu", "friday",  "fri",  "saturday", "sat"};
     if (!scannable(text)) {
-        const std::vector<std::string> found =
-            captureComponentsMatchedByRegex(text, kWeekdayAndTime, RegexOptions::CaseInsensitive);
-        if (found.size() != 5) {
-            return std::nullopt;
-        }
-        return CompactParts{found[1], {}, found[3], found[4]};
+        return readByExpression(text, kWeekdayAndTime, {1, 0, 3, 4});
     }
     CompactParts parts;
     if (!readAlternative(text, kNames, parts.lead, parts)) {
