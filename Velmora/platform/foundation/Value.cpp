@@ -20,14 +20,6 @@ using detail::sign;
 
 namespace {
 
-template <class... F>
-struct Overloaded : F... {
-    using F::operator()...;
-};
-// Clang 14 does not deduce aggregate template arguments on its own.
-template <class... F>
-Overloaded(F...) -> Overloaded<F...>;
-
 constexpr std::size_t kNullHash = 0x6e756c6cULL;
 
 // Reads the leading decimal integer of text the way the platform's string-to-number
@@ -141,69 +133,47 @@ ComparisonResult toResult(int c) {
 
 Value Value::null() {
     Value v;
-    v.storage_.emplace<NullTag>();
+    v.kind_ = Kind::Null;
     return v;
 }
 
-Value::Value(const char* text) {
+Value::Value(const char* text) : Value() {
     if (text != nullptr) {
-        storage_.emplace<std::shared_ptr<const std::string>>(
-            std::make_shared<const std::string>(text));
+        hold(Kind::String, std::make_shared<const std::string>(text));
     }
 }
 
-Value::Value(std::string_view text) : storage_(std::make_shared<const std::string>(text)) {}
-
-Value::Value(std::string text) : storage_(std::make_shared<const std::string>(std::move(text))) {}
-
-Value::Value(Bytes bytes) : storage_(std::make_shared<const Bytes>(std::move(bytes))) {}
-
-Value::Value(Array array) : storage_(std::make_shared<Array>(std::move(array))) {}
-
-Value::Value(Dictionary dictionary)
-    : storage_(std::make_shared<Dictionary>(std::move(dictionary))) {}
-
-Value::Value(ObjectRef object) {
-    if (object) {
-        storage_.emplace<ObjectRef>(std::move(object));
-    }
+Value::Value(std::string_view text) : Value() {
+    hold(Kind::String, std::make_shared<const std::string>(text));
 }
 
-Value::Value(DecimalNumber decimal)
-    : storage_(std::make_shared<const DecimalNumber>(std::move(decimal))) {}
-
-namespace {
-
-template <class Storage, class Block>
-void holdUnlessNull(Storage& storage, Block&& block) {
-    if (block) {
-        storage.template emplace<std::decay_t<Block>>(std::move(block));
-    }
+Value::Value(std::string text) : Value() {
+    hold(Kind::String, std::make_shared<const std::string>(std::move(text)));
 }
 
-}  // namespace
-
-Value::Value(std::shared_ptr<const DecimalNumber> decimal) noexcept {
-    holdUnlessNull(storage_, std::move(decimal));
+Value::Value(Bytes bytes) : Value() {
+    hold(Kind::Data, std::make_shared<const Bytes>(std::move(bytes)));
 }
 
-Value::Value(std::shared_ptr<const std::string> string) noexcept {
-    holdUnlessNull(storage_, std::move(string));
+Value::Value(Array array) : Value() {
+    hold(Kind::Array, std::make_shared<Array>(std::move(array)));
 }
 
-Value::Value(std::shared_ptr<Array> array) noexcept {
-    holdUnlessNull(storage_, std::move(array));
+Value::Value(Dictionary dictionary) : Value() {
+    hold(Kind::Dictionary, std::make_shared<Dictionary>(std::move(dictionary)));
 }
 
-Value::Value(std::shared_ptr<Dictionary> dictionary) noexcept {
-    holdUnlessNull(storage_, std::move(dictionary));
+Value::Value(ObjectRef object) : Value() {
+    hold(Kind::Object, std::move(object));
+}
+
+Value::Value(DecimalNumber decimal) : Value() {
+    hold(Kind::Decimal, std::make_shared<const DecimalNumber>(std::move(decimal)));
 }
 
 Value Value::decimal(std::string_view text) {
     Value value;
-    if (auto parsed = DecimalNumber::parseShared(text)) {
-        value.storage_.emplace<std::shared_ptr<const DecimalNumber>>(std::move(parsed));
-    }
+    value.hold(Kind::Decimal, DecimalNumber::parseShared(text));
     return value;
 }
 
@@ -222,90 +192,99 @@ bool Value::isNumber() const {
 }
 
 const Bytes* Value::asData() const {
-    const auto* p = std::get_if<std::shared_ptr<const Bytes>>(&storage_);
-    return p ? p->get() : nullptr;
+    return blockOf<const Bytes>(Kind::Data);
 }
 
 const DecimalNumber* Value::asDecimal() const {
-    const auto* p = std::get_if<std::shared_ptr<const DecimalNumber>>(&storage_);
-    return p ? p->get() : nullptr;
+    return blockOf<const DecimalNumber>(Kind::Decimal);
 }
 
 std::optional<Date> Value::asDate() const {
-    const auto* p = std::get_if<Date>(&storage_);
-    return p ? std::optional<Date>(*p) : std::nullopt;
+    return kind_ == Kind::Date ? std::optional<Date>(Date(std::bit_cast<double>(scalar_.bits)))
+                               : std::nullopt;
 }
 
 Array* Value::asArray() const {
-    const auto* p = std::get_if<std::shared_ptr<Array>>(&storage_);
-    return p ? p->get() : nullptr;
+    return blockOf<Array>(Kind::Array);
 }
 
 Dictionary* Value::asDictionary() const {
-    const auto* p = std::get_if<std::shared_ptr<Dictionary>>(&storage_);
-    return p ? p->get() : nullptr;
+    return blockOf<Dictionary>(Kind::Dictionary);
 }
 
 ObjectRef Value::asObject() const {
-    const auto* p = std::get_if<ObjectRef>(&storage_);
-    return p ? *p : nullptr;
+    return kind_ == Kind::Object
+               ? std::const_pointer_cast<Object>(std::static_pointer_cast<const Object>(block_))
+               : nullptr;
 }
 
 bool Value::boolValue() const {
-    return std::visit(
-        Overloaded{
-            [](bool b) { return b; },
-            [](std::int64_t i) { return i != 0; },
-            [](std::uint64_t u) { return u != 0; },
-            [](double d) { return d != 0; },
-            [](const std::shared_ptr<const DecimalNumber>& n) { return !n->isZero(); },
-            [](const std::shared_ptr<const std::string>& s) { return leadingBool(*s); },
-            [](const auto&) { return false; },
-        },
-        storage_);
+    switch (kind_) {
+        case Kind::Bool:
+        case Kind::Int:
+        case Kind::UInt:
+            return scalar_.bits != 0;
+        case Kind::Double:
+            return std::bit_cast<double>(scalar_.bits) != 0;
+        case Kind::Decimal:
+            return !asDecimal()->isZero();
+        case Kind::String:
+            return leadingBool(*asString());
+        default:
+            return false;
+    }
 }
 
 std::int64_t Value::integerValue() const {
-    return std::visit(
-        Overloaded{
-            [](bool b) -> std::int64_t { return b ? 1 : 0; },
-            [](std::int64_t i) { return i; },
-            [](std::uint64_t u) { return static_cast<std::int64_t>(u); },
-            [](double d) { return saturatingFromDouble<std::int64_t>(d); },
-            [](const std::shared_ptr<const DecimalNumber>& n) {
-                return n->toInt64().value_or(saturatingFromDouble<std::int64_t>(n->toDouble()));
-            },
-            [](const std::shared_ptr<const std::string>& s) { return leadingInteger(*s); },
-            [](const auto&) -> std::int64_t { return 0; },
-        },
-        storage_);
+    switch (kind_) {
+        case Kind::Bool:
+        case Kind::Int:
+        case Kind::UInt:
+            return static_cast<std::int64_t>(scalar_.bits);
+        case Kind::Double:
+            return saturatingFromDouble<std::int64_t>(std::bit_cast<double>(scalar_.bits));
+        case Kind::Decimal: {
+            const DecimalNumber& n = *asDecimal();
+            return n.toInt64().value_or(saturatingFromDouble<std::int64_t>(n.toDouble()));
+        }
+        case Kind::String:
+            return leadingInteger(*asString());
+        default:
+            return 0;
+    }
 }
 
 std::uint64_t Value::unsignedIntegerValue() const {
-    return std::visit(
-        Overloaded{
-            [](std::uint64_t u) { return u; },
-            [](double d) { return saturatingFromDouble<std::uint64_t>(d); },
-            [](const std::shared_ptr<const DecimalNumber>& n) {
-                return n->toUInt64().value_or(saturatingFromDouble<std::uint64_t>(n->toDouble()));
-            },
-            [this](const auto&) { return static_cast<std::uint64_t>(integerValue()); },
-        },
-        storage_);
+    switch (kind_) {
+        case Kind::UInt:
+            return scalar_.bits;
+        case Kind::Double:
+            return saturatingFromDouble<std::uint64_t>(std::bit_cast<double>(scalar_.bits));
+        case Kind::Decimal: {
+            const DecimalNumber& n = *asDecimal();
+            return n.toUInt64().value_or(saturatingFromDouble<std::uint64_t>(n.toDouble()));
+        }
+        default:
+            return static_cast<std::uint64_t>(integerValue());
+    }
 }
 
 double Value::doubleValue() const {
-    return std::visit(
-        Overloaded{
-            [](bool b) { return b ? 1.0 : 0.0; },
-            [](std::int64_t i) { return static_cast<double>(i); },
-            [](std::uint64_t u) { return static_cast<double>(u); },
-            [](double d) { return d; },
-            [](const std::shared_ptr<const DecimalNumber>& n) { return n->toDouble(); },
-            [](const std::shared_ptr<const std::string>& s) { return leadingDouble(*s); },
-            [](const auto&) { return 0.0; },
-        },
-        storage_);
+    switch (kind_) {
+        case Kind::Bool:
+        case Kind::Int:
+            return static_cast<double>(static_cast<std::int64_t>(scalar_.bits));
+        case Kind::UInt:
+            return static_cast<double>(scalar_.bits);
+        case Kind::Double:
+            return std::bit_cast<double>(scalar_.bits);
+        case Kind::Decimal:
+            return asDecimal()->toDouble();
+        case Kind::String:
+            return leadingDouble(*asString());
+        default:
+            return 0.0;
+    }
 }
 
 std::string Value::stringValue() const {
@@ -329,38 +308,37 @@ std::size_t Value::count() const {
 }
 
 bool Value::isIdenticalTo(const Value& other) const {
-    if (storage_.index() != other.storage_.index()) {
+    if (kind_ != other.kind_) {
         return false;
     }
-    return std::visit(
-        Overloaded{
-            [](std::monostate) { return true; },
-            [](NullTag) { return true; },
-            [&other](double d) {
-                // The same value bit for bit: NaN is identical to itself, 0.0 is not -0.0.
-                return std::bit_cast<std::uint64_t>(d) ==
-                       std::bit_cast<std::uint64_t>(std::get<double>(other.storage_));
-            },
-            [&other](Date d) { return d == std::get<Date>(other.storage_); },
-            [&other]<class T>(const std::shared_ptr<T>& p) {
-                return p == std::get<std::shared_ptr<T>>(other.storage_);
-            },
-            [&other]<class T>(const T& scalar) { return scalar == std::get<T>(other.storage_); },
-        },
-        storage_);
+    switch (kind_) {
+        case Kind::Nil:
+        case Kind::Null:
+            return true;
+        case Kind::Bool:
+        case Kind::Int:
+        case Kind::UInt:
+        case Kind::Double:
+            // The same bits: a NaN double is identical to itself, 0.0 is not -0.0.
+            return scalar_.bits == other.scalar_.bits;
+        case Kind::Date:
+            return *asDate() == *other.asDate();
+        default:
+            return block_.get() == other.block_.get();
+    }
 }
 
 bool Value::isEqual(const Value& other) const {
     // Strings first: they are most keys of dictionaries and most elements compared.
-    using String = std::shared_ptr<const std::string>;
-    if (const String* text = std::get_if<String>(&storage_)) {
-        const String* otherText = std::get_if<String>(&other.storage_);
-        return otherText != nullptr && (*text == *otherText || **text == **otherText);
+    if (kind_ == Kind::String) {
+        const std::string* otherText = other.asString();
+        return otherText != nullptr &&
+               (block_.get() == other.block_.get() || *asString() == *otherText);
     }
     if (isNumber() && other.isNumber()) {
         return compareNumbers(*numberOf(*this), *numberOf(other)) == 0;
     }
-    if (storage_.index() != other.storage_.index()) {
+    if (kind_ != other.kind_) {
         return false;
     }
     if (isIdenticalTo(other)) {

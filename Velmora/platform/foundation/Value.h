@@ -23,16 +23,17 @@
 //   task.asDictionary()->set("tags", Array{"home", "errands"});
 //   log::info("task: {}", task.description());
 
+#include <bit>
 #include <compare>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <type_traits>
-#include <variant>
 #include <vector>
 
 #include "Velmora/platform/foundation/Date.h"
@@ -66,25 +67,23 @@ class Value {
         Object,
     };
 
-    Value() noexcept = default;  // nil
+    Value() noexcept : scalar_() {}  // nil
     static Value null();
 
-    Value(bool value) noexcept : storage_(value) {}
+    Value(bool value) noexcept : scalar_{value ? 1U : 0U}, kind_(Kind::Bool) {}
     template <std::integral T>
     requires(!std::same_as<T, bool> && !std::same_as<T, char>) Value(T value)
-    noexcept {
-        if constexpr (std::is_signed_v<T>) {
-            storage_.template emplace<std::int64_t>(value);
-        } else {
-            storage_.template emplace<std::uint64_t>(value);
-        }
-    }
-    Value(double value) noexcept : storage_(value) {}
-    Value(float value) noexcept : storage_(static_cast<double>(value)) {}
+    noexcept
+        : scalar_{static_cast<std::uint64_t>(value)},
+          kind_(std::is_signed_v<T> ? Kind::Int : Kind::UInt) {}
+    Value(double value) noexcept
+        : scalar_{std::bit_cast<std::uint64_t>(value)}, kind_(Kind::Double) {}
+    Value(float value) noexcept : Value(static_cast<double>(value)) {}
     Value(const char* text);  // nullptr gives nil
     Value(std::string_view text);
     Value(std::string text);
-    Value(Date date) noexcept : storage_(date) {}
+    Value(Date date) noexcept
+        : scalar_{std::bit_cast<std::uint64_t>(date.timeIntervalSince1970())}, kind_(Kind::Date) {}
     Value(Bytes bytes);
     Value(Array array);
     Value(Dictionary dictionary);
@@ -95,10 +94,18 @@ class Value {
     Value(DecimalNumber decimal);
     // Values around shared blocks made elsewhere (by std::allocate_shared, say); null
     // gives nil.
-    explicit Value(std::shared_ptr<const DecimalNumber> decimal) noexcept;
-    explicit Value(std::shared_ptr<const std::string> string) noexcept;
-    explicit Value(std::shared_ptr<Array> array) noexcept;
-    explicit Value(std::shared_ptr<Dictionary> dictionary) noexcept;
+    explicit Value(std::shared_ptr<const DecimalNumber> decimal) noexcept : Value() {
+        hold(Kind::Decimal, std::move(decimal));
+    }
+    explicit Value(std::shared_ptr<const std::string> string) noexcept : Value() {
+        hold(Kind::String, std::move(string));
+    }
+    explicit Value(std::shared_ptr<Array> array) noexcept : Value() {
+        hold(Kind::Array, std::move(array));
+    }
+    explicit Value(std::shared_ptr<Dictionary> dictionary) noexcept : Value() {
+        hold(Kind::Dictionary, std::move(dictionary));
+    }
 
     // A decimal number from its text; nil when the text is not a number.
     static Value decimal(std::string_view text);
@@ -106,7 +113,43 @@ class Value {
     static Value makeArray();
     static Value makeDictionary();
 
-    Kind kind() const { return static_cast<Kind>(storage_.index()); }
+    // Copies share the block of a shared kind; a moved-from Value is nil.
+    Value(const Value& other) noexcept : kind_(other.kind_) {
+        if (holdsBlock()) {
+            new (&block_) Block(other.block_);
+        } else {
+            scalar_ = other.scalar_;
+        }
+    }
+    Value(Value&& other) noexcept : kind_(other.kind_) {
+        if (holdsBlock()) {
+            new (&block_) Block(std::move(other.block_));
+            other.block_.~Block();
+            other.kind_ = Kind::Nil;
+            other.scalar_ = Scalar();
+        } else {
+            scalar_ = other.scalar_;
+        }
+    }
+    // Both assignments take other's contents before letting go of their own, so other may
+    // live inside this Value's container.
+    Value& operator=(const Value& other) noexcept {
+        if (this != &other) {
+            *this = Value(other);
+        }
+        return *this;
+    }
+    Value& operator=(Value&& other) noexcept {
+        if (this != &other) {
+            Value taken(std::move(other));
+            release();
+            new (this) Value(std::move(taken));
+        }
+        return *this;
+    }
+    ~Value() { release(); }
+
+    Kind kind() const { return kind_; }
     bool isNil() const { return kind() == Kind::Nil; }
     bool isNull() const { return kind() == Kind::Null; }
     bool isBool() const { return kind() == Kind::Bool; }
@@ -171,13 +214,46 @@ class Value {
     Value copy() const;
 
   private:
-    struct NullTag {};
+    // The shared kinds' blocks are held type-erased; the kind says what each one is. A
+    // hand-made union rather than a std::variant: copying, moving and destroying Values is
+    // most of the work of building and freeing large trees, and here each is a test of one
+    // bit instead of a call through a table.
+    using Block = std::shared_ptr<const void>;
+    static constexpr std::uint32_t kBlockKinds =
+        1U << static_cast<int>(Kind::Decimal) | 1U << static_cast<int>(Kind::String) |
+        1U << static_cast<int>(Kind::Data) | 1U << static_cast<int>(Kind::Array) |
+        1U << static_cast<int>(Kind::Dictionary) | 1U << static_cast<int>(Kind::Object);
 
-    std::variant<std::monostate, NullTag, bool, std::int64_t, std::uint64_t, double,
-                 std::shared_ptr<const DecimalNumber>, std::shared_ptr<const std::string>, Date,
-                 std::shared_ptr<const Bytes>, std::shared_ptr<Array>, std::shared_ptr<Dictionary>,
-                 ObjectRef>
-        storage_;
+    bool holdsBlock() const { return (kBlockKinds >> static_cast<int>(kind_) & 1U) != 0; }
+    void release() noexcept {
+        if (holdsBlock()) {
+            block_.~Block();
+        }
+    }
+    // Takes a block of the given kind; a null block leaves the Value nil. REQUIRES: nil.
+    template <class T>
+    void hold(Kind kind, std::shared_ptr<T>&& block) noexcept {
+        if (block) {
+            new (&block_) Block(std::move(block));
+            kind_ = kind;
+        }
+    }
+    template <class T>
+    T* blockOf(Kind kind) const {
+        return kind_ == kind ? const_cast<T*>(static_cast<const T*>(block_.get())) : nullptr;
+    }
+
+    // Bool, Int, UInt, Double and Date keep their value's bits here. The second word keeps
+    // every byte of the union defined, so a scalar is copied whole without a look at its kind.
+    struct Scalar {
+        std::uint64_t bits = 0;
+        std::uint64_t unused = 0;
+    };
+    union {
+        Scalar scalar_;
+        Block block_;
+    };
+    Kind kind_ = Kind::Nil;
 };
 
 struct ValueHash {
@@ -186,8 +262,7 @@ struct ValueHash {
 
 // Inline: dictionaries and the JSON writer ask it for every key.
 inline const std::string* Value::asString() const {
-    const auto* p = std::get_if<std::shared_ptr<const std::string>>(&storage_);
-    return p ? p->get() : nullptr;
+    return blockOf<const std::string>(Kind::String);
 }
 
 }  // namespace velmora
