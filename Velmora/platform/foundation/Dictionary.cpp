@@ -19,10 +19,10 @@ std::size_t mix(std::size_t h) {
 // strings (most keys) are tagged from their length and their first and last eight bytes
 // instead of being hashed whole. Short strings are read with at most two overlapping
 // loads rather than a byte at a time: the tag is taken on every set and every lookup.
-inline std::uint32_t smallTag(const Value& key) {
+inline std::uint16_t smallTag(const Value& key) {
     const std::string* text = key.asString();
     if (text == nullptr) {
-        return static_cast<std::uint32_t>(mix(key.hash()));
+        return static_cast<std::uint16_t>(mix(key.hash()));
     }
     const char* bytes = text->data();
     const std::size_t size = text->size();
@@ -44,7 +44,8 @@ inline std::uint32_t smallTag(const Value& key) {
                static_cast<std::uint64_t>(static_cast<unsigned char>(bytes[size - 1])) << 16;
     }
     const std::uint64_t folded = head ^ (tail >> 1) ^ (static_cast<std::uint64_t>(size) << 56);
-    return static_cast<std::uint32_t>(folded ^ (folded >> 32));
+    const std::uint64_t halves = folded ^ (folded >> 32);
+    return static_cast<std::uint16_t>(halves ^ (halves >> 16));
 }
 
 // Key equality as the small form checks it once the tags agree: strings by their bytes
@@ -60,7 +61,7 @@ inline bool sameKey(const Value& entryKey, const Value& key, const std::string* 
 
 // The position of key in a small dictionary's entries, or SIZE_MAX.
 inline std::size_t findSmall(const std::vector<Dictionary::Entry>& entries,
-                             const std::uint32_t* tags, const Value& key, std::uint32_t tag) {
+                             const std::uint16_t* tags, const Value& key, std::uint16_t tag) {
     const std::string* text = key.asString();
     const std::size_t count = entries.size();
     for (std::size_t i = 0; i < count; ++i) {
@@ -126,7 +127,7 @@ void Dictionary::set(const Value& key, Value value) {
         return;
     }
     if (slots_.empty()) {
-        const std::uint32_t tag = smallTag(key);
+        const std::uint16_t tag = smallTag(key);
         const std::size_t position = findSmall(entries_, tags_.data(), key, tag);
         if (position != kNoPosition) {
             entries_[position].value = std::move(value);
@@ -157,7 +158,7 @@ void Dictionary::set(const Value& key, Value value) {
 
 void Dictionary::appendUnique(Value key, Value value) {
     if (slots_.empty()) {
-        const std::uint32_t tag = smallTag(key);
+        const std::uint16_t tag = smallTag(key);
         append(std::move(key), std::move(value), tag);
         return;
     }
@@ -166,7 +167,7 @@ void Dictionary::appendUnique(Value key, Value value) {
     indexInsert(entries_.size() - 1);
 }
 
-void Dictionary::append(Value key, Value value, std::uint32_t tag) {
+void Dictionary::append(Value key, Value value, std::uint16_t tag) {
     // Most dictionaries are small (JSON objects, user info): start with room for a few
     // entries instead of growing one at a time.
     if (entries_.capacity() == 0) {

@@ -62,7 +62,7 @@ class Dictionary {
     bool isEqual(const Dictionary& other) const;
 
   private:
-    static constexpr std::size_t kIndexThreshold = 8;
+    static constexpr std::size_t kIndexThreshold = 16;
     static constexpr std::size_t kInitialCapacity = 4;
     static constexpr std::uint32_t kEmptySlot = UINT32_MAX;
     static constexpr std::size_t kNoPosition = SIZE_MAX;
@@ -71,7 +71,7 @@ class Dictionary {
     // REQUIRES: indexed (more than kIndexThreshold entries).
     std::size_t findIndexed(const Value& key, std::size_t hash) const;
     // Appends a new key while small; turns indexed when it grows past the threshold.
-    void append(Value key, Value value, std::uint32_t tag);
+    void append(Value key, Value value, std::uint16_t tag);
     void indexInsert(std::size_t position);
     void placeInIndex(std::size_t position);
     void rebuildIndex();
@@ -80,7 +80,7 @@ class Dictionary {
     // Up to kIndexThreshold entries a dictionary is a list searched by a cheap tag of each
     // key (no hashing, no allocation beside the entries); past it, the keys' hashes by
     // position and an open-addressing index over positions.
-    std::array<std::uint32_t, kIndexThreshold> tags_{};  // by position, while small
+    std::array<std::uint16_t, kIndexThreshold> tags_{};  // by position, while small
     std::vector<std::size_t> hashes_;                    // empty when small
     std::vector<std::uint32_t> slots_;                   // empty when small
 };

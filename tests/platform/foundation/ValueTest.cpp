@@ -125,7 +125,7 @@ TEST(ValueTest, LargeDictionaryLookupsSurviveGrowthAndRemoval) {
     EXPECT_FALSE(Value(d).isEqual(Value(reversed)));
 }
 
-// Small dictionaries are searched by a cheap tag of each key and turn hashed past eight
+// Small dictionaries are searched by a cheap tag of each key and turn hashed past sixteen
 // entries; removals bring them back. Every size on both sides of that line must find the
 // same keys: long strings that differ only in the middle (equal tags), numbers of
 // different kinds, and strings that spell numbers.
@@ -140,7 +140,7 @@ TEST(ValueTest, DictionaryLookupsAcrossTheSmallAndHashedForms) {
                 return Value(std::to_string(i));
         }
     };
-    for (int size = 0; size <= 12; ++size) {
+    for (int size = 0; size <= 20; ++size) {
         Dictionary d;
         for (int i = 0; i < size; ++i) {
             d.set(key(i), i);
