@@ -1,5 +1,7 @@
 #include "Velmora/json/VLJsonStreamParserAdapter.h"
 
+#include <bit>
+#include <cstring>
 #include <iterator>
 #include <utility>
 
@@ -9,7 +11,29 @@ namespace {
 constexpr std::size_t kInitialStackCapacity = 32;
 constexpr std::size_t kInitialScratchCapacity = 256;
 constexpr std::size_t kMaxSharedKeyLength = 64;
-constexpr std::size_t kMaxSharedKeys = 4096;
+
+// Mixes the length with the first, middle and last bytes, read in at most three loads:
+// keys of one document mostly differ in one of those places.
+template <std::size_t kSlots>
+std::size_t slotOf(std::string_view text) {
+    const std::size_t size = text.size();
+    std::uint64_t bits = size;
+    if (size >= 8) {
+        std::uint64_t head = 0;
+        std::uint64_t middle = 0;
+        std::uint64_t tail = 0;
+        std::memcpy(&head, text.data(), 8);
+        std::memcpy(&middle, text.data() + size / 2 - 4, 8);
+        std::memcpy(&tail, text.data() + size - 8, 8);
+        bits ^= head ^ std::rotl(middle, 21) ^ std::rotl(tail, 42);
+    } else {
+        for (const char c : text) {
+            bits = bits << 8 | static_cast<unsigned char>(c);
+        }
+    }
+    bits *= 0x9e3779b97f4a7c15ULL;
+    return static_cast<std::size_t>(bits >> 32) % kSlots;
+}
 }  // namespace
 
 VLJsonStreamParserAdapter::VLJsonStreamParserAdapter() {
@@ -80,15 +104,11 @@ Value VLJsonStreamParserAdapter::key(std::string_view text) {
     if (text.size() > kMaxSharedKeyLength) {
         return string(text);
     }
-    if (const auto found = keys_.find(text); found != keys_.end()) {
-        return found->second;
+    Value& slot = recentKeys_[slotOf<kKeySlots>(text)];
+    if (const std::string* recent = slot.asString(); recent == nullptr || *recent != text) {
+        slot = string(text);
     }
-    if (keys_.size() >= kMaxSharedKeys) {
-        keys_.clear();
-    }
-    Value value = string(text);
-    keys_.emplace(*value.asString(), value);
-    return value;
+    return slot;
 }
 
 void VLJsonStreamParserAdapter::parserFoundObjectKey(VLJsonStreamParser&, std::string_view key) {

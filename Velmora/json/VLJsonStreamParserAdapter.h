@@ -15,9 +15,9 @@
 //   VLJsonStreamParser parser;          parser.setDelegate(&adapter);
 //   parser.parse(R"({"a": [1, 2]})");    // collector.parserFoundObject gets {a = (1, 2)}
 
+#include <array>
 #include <cstdint>
 #include <string_view>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -85,9 +85,11 @@ class VLJsonStreamParserAdapter : public VLJsonStreamParserDelegate {
     std::vector<Frame> frames_;  // the built levels, outermost first
     std::vector<Value> values_;
     std::vector<Value> keyStack_;
-    // Short keys seen so far, viewed through the strings of their Values; emptied when
-    // it grows past its bound, so documents with endless distinct keys stay cheap.
-    std::unordered_map<std::string_view, Value> keys_;
+    // Recent short keys, one to a slot chosen from the key's length and a few of its bytes:
+    // a key found in its slot costs one compare and no hashing of the whole text, and a new
+    // key simply takes the slot over, so documents with endless distinct keys stay cheap.
+    static constexpr std::size_t kKeySlots = 128;
+    std::array<Value, kKeySlots> recentKeys_;
     VLJsonValueSlab slab_;
 };
 
