@@ -3,6 +3,7 @@
 #include <bit>
 #include <cstring>
 #include <iterator>
+#include <span>
 #include <utility>
 
 namespace velmora {
@@ -12,12 +13,33 @@ constexpr std::size_t kInitialStackCapacity = 32;
 constexpr std::size_t kInitialScratchCapacity = 256;
 constexpr std::size_t kMaxSharedKeyLength = 64;
 
-// Mixes the length with the first, middle and last bytes, read in at most three loads:
-// keys of one document mostly differ in one of those places.
-template <std::size_t kSlots>
-std::size_t slotOf(std::string_view text) {
+// A text under eight bytes as one word, in at most two loads and without reading past its
+// end; texts of one length pack alike only when they are the same.
+std::uint64_t packShort(std::string_view text) {
+    const char* p = text.data();
     const std::size_t size = text.size();
-    std::uint64_t bits = size;
+    if (size >= 4) {
+        std::uint32_t head = 0;
+        std::uint32_t tail = 0;
+        std::memcpy(&head, p, 4);
+        std::memcpy(&tail, p + size - 4, 4);
+        return std::uint64_t{tail} << 32 | head;
+    }
+    if (size == 0) {
+        return 0;
+    }
+    const auto byte = [p](std::size_t i) -> std::uint64_t {
+        return static_cast<unsigned char>(p[i]);
+    };
+    return byte(0) | byte(size / 2) << 8 | byte(size - 1) << 16;
+}
+
+// Mixes the length with the first, middle and last bytes: keys of one document mostly
+// differ in one of those places.
+template <std::size_t kSets>
+std::size_t setOf(std::string_view text) {
+    const std::size_t size = text.size();
+    std::uint64_t bits = size << 56;
     if (size >= 8) {
         std::uint64_t head = 0;
         std::uint64_t middle = 0;
@@ -27,12 +49,39 @@ std::size_t slotOf(std::string_view text) {
         std::memcpy(&tail, text.data() + size - 8, 8);
         bits ^= head ^ std::rotl(middle, 21) ^ std::rotl(tail, 42);
     } else {
-        for (const char c : text) {
-            bits = bits << 8 | static_cast<unsigned char>(c);
-        }
+        bits ^= packShort(text);
     }
     bits *= 0x9e3779b97f4a7c15ULL;
-    return static_cast<std::size_t>(bits >> 32) % kSlots;
+    return static_cast<std::size_t>(bits >> 32) % kSets;
+}
+
+// Inline, word by word: keys are short, and a call to memcmp would cost more than the compare.
+bool sameText(std::string_view a, std::string_view b) {
+    const std::size_t size = a.size();
+    if (size != b.size()) {
+        return false;
+    }
+    if (size < 8) {
+        return packShort(a) == packShort(b);
+    }
+    // Whole words, then the last word, which may overlap the one before.
+    std::uint64_t x = 0;
+    std::uint64_t y = 0;
+    for (std::size_t i = 0; i + 8 <= size; i += 8) {
+        std::memcpy(&x, a.data() + i, 8);
+        std::memcpy(&y, b.data() + i, 8);
+        if (x != y) {
+            return false;
+        }
+    }
+    std::memcpy(&x, a.data() + size - 8, 8);
+    std::memcpy(&y, b.data() + size - 8, 8);
+    return x == y;
+}
+
+bool holdsText(const Value& value, std::string_view text) {
+    const std::string* held = value.asString();
+    return held != nullptr && sameText(*held, text);
 }
 }  // namespace
 
@@ -71,12 +120,9 @@ Value VLJsonStreamParserAdapter::finishArray(std::size_t firstValue) {
 
 Value VLJsonStreamParserAdapter::finishObject(std::size_t firstValue, std::size_t firstKey) {
     auto dictionary = std::allocate_shared<Dictionary>(slab_.allocator());
-    const std::size_t count = values_.size() - firstValue;
-    dictionary->reserve(count);
     // In document order, so that a key given twice keeps its first place and its last value.
-    for (std::size_t i = 0; i < count; ++i) {
-        dictionary->set(keyStack_[firstKey + i], std::move(values_[firstValue + i]));
-    }
+    dictionary->setAll(std::span(keyStack_).subspan(firstKey),
+                       std::span(values_).subspan(firstValue));
     values_.erase(values_.begin() + static_cast<std::ptrdiff_t>(firstValue), values_.end());
     keyStack_.erase(keyStack_.begin() + static_cast<std::ptrdiff_t>(firstKey), keyStack_.end());
     return Value(std::move(dictionary));
@@ -104,11 +150,18 @@ Value VLJsonStreamParserAdapter::key(std::string_view text) {
     if (text.size() > kMaxSharedKeyLength) {
         return string(text);
     }
-    Value& slot = recentKeys_[slotOf<kKeySlots>(text)];
-    if (const std::string* recent = slot.asString(); recent == nullptr || *recent != text) {
-        slot = string(text);
+    Value* const set = &recentKeys_[2 * setOf<kKeySlots / 2>(text)];
+    if (holdsText(set[0], text)) {
+        return set[0];
     }
-    return slot;
+    if (holdsText(set[1], text)) {
+        return set[1];
+    }
+    // The newest key goes first and pushes the other one out, so two keys that share a set
+    // and take turns (two fields of every record) both stay.
+    set[1] = std::move(set[0]);
+    set[0] = string(text);
+    return set[0];
 }
 
 void VLJsonStreamParserAdapter::parserFoundObjectKey(VLJsonStreamParser&, std::string_view key) {

@@ -85,9 +85,9 @@ class VLJsonStreamParserAdapter : public VLJsonStreamParserDelegate {
     std::vector<Frame> frames_;  // the built levels, outermost first
     std::vector<Value> values_;
     std::vector<Value> keyStack_;
-    // Recent short keys, one to a slot chosen from the key's length and a few of its bytes:
-    // a key found in its slot costs one compare and no hashing of the whole text, and a new
-    // key simply takes the slot over, so documents with endless distinct keys stay cheap.
+    // Recent short keys, in sets of two slots chosen from the key's length and a few of its
+    // bytes: a key found in its set costs a compare or two and no hashing of the whole text,
+    // and a new key takes a slot over, so documents with endless distinct keys stay cheap.
     static constexpr std::size_t kKeySlots = 128;
     std::array<Value, kKeySlots> recentKeys_;
     VLJsonValueSlab slab_;

@@ -118,7 +118,7 @@ Value Dictionary::get(const Value& key) const {
     return value ? *value : Value();
 }
 
-void Dictionary::set(const Value& key, Value value) {
+void Dictionary::set(Value key, Value value) {
     if (key.isNil()) {
         return;
     }
@@ -134,15 +134,14 @@ void Dictionary::set(const Value& key, Value value) {
             return;
         }
         if (entries_.size() < kIndexThreshold) {
-            // Built in place: no temporaries of the key or value to move from and destroy.
             if (entries_.capacity() == 0) {
                 entries_.reserve(kInitialCapacity);
             }
             tags_[entries_.size()] = tag;
-            entries_.emplace_back(key, std::move(value));
+            entries_.emplace_back(std::move(key), std::move(value));
             return;
         }
-        append(key, std::move(value), tag);
+        append(std::move(key), std::move(value), tag);
         return;
     }
     const std::size_t hash = key.hash();
@@ -151,9 +150,34 @@ void Dictionary::set(const Value& key, Value value) {
         entries_[position].value = std::move(value);
         return;
     }
-    entries_.emplace_back(key, std::move(value));
+    entries_.emplace_back(std::move(key), std::move(value));
     hashes_.push_back(hash);
     indexInsert(entries_.size() - 1);
+}
+
+void Dictionary::setAll(std::span<Value> keys, std::span<Value> values) {
+    const std::size_t count = keys.size();
+    std::array<std::uint16_t, kIndexThreshold> tags;
+    bool inOnePass = entries_.empty() && count <= kIndexThreshold;
+    for (std::size_t i = 0; inOnePass && i < count; ++i) {
+        tags[i] = smallTag(keys[i]);
+        // A repeated tag may be a repeated key, and a nil key or value is no plain append:
+        // set() settles those.
+        inOnePass = !keys[i].isNil() && !values[i].isNil() &&
+                    std::find(tags.begin(), tags.begin() + i, tags[i]) == tags.begin() + i;
+    }
+    if (!inOnePass) {
+        reserve(entries_.size() + count);
+        for (std::size_t i = 0; i < count; ++i) {
+            set(std::move(keys[i]), std::move(values[i]));
+        }
+        return;
+    }
+    entries_.reserve(count);
+    for (std::size_t i = 0; i < count; ++i) {
+        tags_[i] = tags[i];
+        entries_.push_back({std::move(keys[i]), std::move(values[i])});
+    }
 }
 
 void Dictionary::appendUnique(Value key, Value value) {

@@ -17,6 +17,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
+#include <span>
 #include <vector>
 
 #include "Velmora/platform/foundation/Value.h"
@@ -44,7 +45,11 @@ class Dictionary {
     bool contains(const Value& key) const { return find(key) != nullptr; }
 
     // Sets the value for key; a nil value removes the key. Nil keys are ignored.
-    void set(const Value& key, Value value);
+    void set(Value key, Value value);
+    // Sets each key to the value at the same position, in order, moving from both: the
+    // same result as set() pair by pair, made in one pass when the keys are new to a small
+    // dictionary (for builders such as parsers). REQUIRES: keys and values of one length.
+    void setAll(std::span<Value> keys, std::span<Value> values);
     // Appends without looking for an existing equal key. REQUIRES: key not present
     // (for builders such as parsers that already know their keys are new).
     void appendUnique(Value key, Value value);

@@ -145,6 +145,30 @@ TEST(ValueTest, DictionaryLookupsAcrossTheSmallAndHashedForms) {
         for (int i = 0; i < size; ++i) {
             d.set(key(i), i);
         }
+        // Built in one pass, with the first key given again (as the double of an integer
+        // key when it is one) and a nil value that removes a key: the same as set() by set().
+        std::vector<Value> keys;
+        std::vector<Value> values;
+        for (int i = 0; i < size; ++i) {
+            keys.push_back(key(i));
+            values.emplace_back(i);
+        }
+        if (size > 1) {
+            keys.push_back(key(1).isString() ? key(1) : Value(1.0));
+            values.emplace_back(-1);
+            keys.push_back(key(0));
+            values.emplace_back();
+        }
+        Dictionary all;
+        all.setAll(keys, values);
+        ASSERT_EQ(all.size(), size > 1 ? d.size() - 1 : d.size()) << size;
+        for (int i = 0; i < size; ++i) {
+            const Value* found = all.find(key(i));
+            ASSERT_EQ(found != nullptr, i != 0 || size == 1) << size << " " << i;
+            if (found != nullptr) {
+                EXPECT_EQ(found->integerValue(), i == 1 ? -1 : i) << size << " " << i;
+            }
+        }
         for (int i = 0; i < size; i += 2) {
             ASSERT_TRUE(d.remove(key(i))) << size << " " << i;
         }
