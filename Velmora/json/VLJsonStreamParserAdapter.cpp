@@ -12,6 +12,8 @@ namespace {
 constexpr std::size_t kInitialStackCapacity = 32;
 constexpr std::size_t kInitialScratchCapacity = 256;
 constexpr std::size_t kMaxSharedKeyLength = 64;
+constexpr std::size_t kFirstKeySlots = 16;
+constexpr std::size_t kMostKeySlots = 1024;
 
 // A text under eight bytes as one word, in at most two loads and without reading past its
 // end; texts of one length pack alike only when they are the same.
@@ -36,8 +38,8 @@ std::uint64_t packShort(std::string_view text) {
 
 // Mixes the length with the first, middle and last bytes: keys of one document mostly
 // differ in one of those places.
-template <std::size_t kSets>
-std::size_t setOf(std::string_view text) {
+// REQUIRES: sets is a power of two.
+std::size_t setOf(std::string_view text, std::size_t sets) {
     const std::size_t size = text.size();
     std::uint64_t bits = size << 56;
     if (size >= 8) {
@@ -52,7 +54,7 @@ std::size_t setOf(std::string_view text) {
         bits ^= packShort(text);
     }
     bits *= 0x9e3779b97f4a7c15ULL;
-    return static_cast<std::size_t>(bits >> 32) % kSets;
+    return static_cast<std::size_t>(bits >> 32) & (sets - 1);
 }
 
 // Inline, word by word: keys are short, and a call to memcmp would cost more than the compare.
@@ -150,18 +152,37 @@ Value VLJsonStreamParserAdapter::key(std::string_view text) {
     if (text.size() > kMaxSharedKeyLength) {
         return string(text);
     }
-    Value* const set = &recentKeys_[2 * setOf<kKeySlots / 2>(text)];
+    if (recentKeys_.empty()) {
+        recentKeys_.resize(kFirstKeySlots);
+    }
+    Value* set = &recentKeys_[2 * setOf(text, recentKeys_.size() / 2)];
     if (holdsText(set[0], text)) {
         return set[0];
     }
     if (holdsText(set[1], text)) {
         return set[1];
     }
+    if (++keyMisses_ > recentKeys_.size() && recentKeys_.size() < kMostKeySlots) {
+        growKeyTable();
+        set = &recentKeys_[2 * setOf(text, recentKeys_.size() / 2)];
+    }
     // The newest key goes first and pushes the other one out, so two keys that share a set
     // and take turns (two fields of every record) both stay.
     set[1] = std::move(set[0]);
     set[0] = string(text);
     return set[0];
+}
+
+void VLJsonStreamParserAdapter::growKeyTable() {
+    std::vector<Value> old(2 * recentKeys_.size());
+    old.swap(recentKeys_);
+    keyMisses_ = 0;
+    for (Value& key : old) {
+        if (const std::string* text = key.asString()) {
+            Value* set = &recentKeys_[2 * setOf(*text, recentKeys_.size() / 2)];
+            set[set[0].isNil() ? 0 : 1] = std::move(key);
+        }
+    }
 }
 
 void VLJsonStreamParserAdapter::parserFoundObjectKey(VLJsonStreamParser&, std::string_view key) {

@@ -15,7 +15,6 @@
 //   VLJsonStreamParser parser;          parser.setDelegate(&adapter);
 //   parser.parse(R"({"a": [1, 2]})");    // collector.parserFoundObject gets {a = (1, 2)}
 
-#include <array>
 #include <cstdint>
 #include <string_view>
 #include <utility>
@@ -77,6 +76,7 @@ class VLJsonStreamParserAdapter : public VLJsonStreamParserDelegate {
     Value finishObject(std::size_t firstValue, std::size_t firstKey);
     // The key as a string Value, shared with earlier occurrences of the same text.
     Value key(std::string_view text);
+    void growKeyTable();
     Value string(std::string_view text);
 
     VLJsonStreamParserAdapterDelegate* delegate_ = nullptr;
@@ -87,9 +87,11 @@ class VLJsonStreamParserAdapter : public VLJsonStreamParserDelegate {
     std::vector<Value> keyStack_;
     // Recent short keys, in sets of two slots chosen from the key's length and a few of its
     // bytes: a key found in its set costs a compare or two and no hashing of the whole text,
-    // and a new key takes a slot over, so documents with endless distinct keys stay cheap.
-    static constexpr std::size_t kKeySlots = 128;
-    std::array<Value, kKeySlots> recentKeys_;
+    // and a new key takes a slot over. The table starts small for small documents and
+    // doubles, up to a bound, each time it has missed as many keys as it has slots, so
+    // documents with endless distinct keys stay cheap too.
+    std::vector<Value> recentKeys_;
+    std::size_t keyMisses_ = 0;
     VLJsonValueSlab slab_;
 };
 

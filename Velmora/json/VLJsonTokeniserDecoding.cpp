@@ -2,6 +2,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include <endian.h>
 #include <fmt/format.h>
 
 #include "Velmora/json/VLJsonTokeniser.h"
@@ -9,6 +10,32 @@
 namespace velmora {
 
 namespace {
+
+// Past a run of well-formed two- and three-byte sequences starting at i (the scripts of most
+// non-ASCII text: Cyrillic, Greek, Arabic, CJK), each checked in one load of four bytes;
+// stops, without judging, at anything else.
+std::size_t skipTwoAndThreeByteRun(const unsigned char* s, std::size_t i, std::size_t n) {
+    while (n - i >= 4) {
+        std::uint32_t word;
+        std::memcpy(&word, s + i, sizeof word);
+        word = le32toh(word);
+        // 110xxxxx 10xxxxxx, not the overlong C0 or C1.
+        if ((word & 0xC0E0) == 0x80C0 && (word & 0x1E) != 0) {
+            i += 2;
+            continue;
+        }
+        // 1110xxxx 10xxxxxx 10xxxxxx, not overlong (E0 below A0) nor a surrogate (ED above 9F).
+        const std::uint32_t lead = word & 0xFF;
+        const std::uint32_t second = (word >> 8) & 0xFF;
+        if ((word & 0xC0C0F0) == 0x8080E0 && !(lead == 0xE0 && second < 0xA0) &&
+            !(lead == 0xED && second > 0x9F)) {
+            i += 3;
+            continue;
+        }
+        break;
+    }
+    return i;
+}
 
 // Well-formed UTF-8: no overlong forms, no encoded surrogates, nothing past U+10FFFF.
 bool isValidUtf8(std::string_view text) {
@@ -31,6 +58,10 @@ bool isValidUtf8(std::string_view text) {
         const unsigned char c = s[i];
         if (c < 0x80) {
             ++i;
+            continue;
+        }
+        if (const std::size_t after = skipTwoAndThreeByteRun(s, i, n); after != i) {
+            i = after;
             continue;
         }
         std::size_t length = 0;

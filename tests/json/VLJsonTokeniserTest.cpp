@@ -263,10 +263,27 @@ TEST(VLJsonTokeniser, EmbeddedNulIsNotTheEndOfInput) {
 }
 
 TEST(VLJsonTokeniser, ValidatesUtf8InStrings) {
-    const char* valid[] = {"\"\xC3\xA9\"", "\"\xE2\x82\xAC\"", "\"\xF0\x9F\x98\x80\"",
-                           "\"\xF4\x8F\xBF\xBF\""};
-    const char* invalid[] = {"\"\xC0\xAF\"", "\"\xED\xA0\x80\"", "\"\xF4\x90\x80\x80\"",
-                             "\"\xE2\x82\"", "\"\x80\"",         "\"\xF8\x88\x80\x80\x80\""};
+    // The longer rows are runs of two- and three-byte sequences, which are checked a word at
+    // a time, with the boundary cases inside the run.
+    const char* valid[] = {"\"\xC3\xA9\"",
+                           "\"\xE2\x82\xAC\"",
+                           "\"\xF0\x9F\x98\x80\"",
+                           "\"\xF4\x8F\xBF\xBF\"",
+                           "\"\xD0\x9F\xD1\x80\xD0\xB8 \xD0\xBC\xD0\xB8\xD1\x80\"",
+                           "\"\xE0\xA0\x80\xED\x9F\xBF\xC2\x80\xEF\xBF\xBFxyz\"",
+                           "\"\xF0\x9F\x98\x80\xD0\x96\xE2\x82\xAC\xE6\x97\xA5\""};
+    const char* invalid[] = {"\"\xC0\xAF\"",
+                             "\"\xED\xA0\x80\"",
+                             "\"\xF4\x90\x80\x80\"",
+                             "\"\xE2\x82\"",
+                             "\"\x80\"",
+                             "\"\xF8\x88\x80\x80\x80\"",
+                             "\"\xD0\x96\xD0\x96\xC1\xBF\xD0\x96\"",
+                             "\"\xE6\x97\xA5\xE0\x9F\xBF\xE6\x97\xA5\"",
+                             "\"\xE6\x97\xA5\xED\xA0\x80\xE6\x97\xA5\"",
+                             "\"\xD0\x96\xD0\x96\xD0\xD0\x96xy\"",
+                             "\"\xE6\x97\xA5\xE6\x97\xE6\x97\xA5\"",
+                             "\"\xE6\x97\xA5\xE6\x97\""};
     for (const char* text : valid) {
         VLJsonTokeniser tokeniser;
         tokeniser.appendData(text);

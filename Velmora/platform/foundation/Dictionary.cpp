@@ -167,7 +167,14 @@ void Dictionary::setAll(std::span<Value> keys, std::span<Value> values) {
                     std::find(tags.begin(), tags.begin() + i, tags[i]) == tags.begin() + i;
     }
     if (!inOnePass) {
-        reserve(entries_.size() + count);
+        if (entries_.empty() && count > kIndexThreshold) {
+            // Indexed from the start, with an index that will not need rebuilding.
+            entries_.reserve(count);
+            hashes_.reserve(count);
+            slots_.assign(std::bit_ceil(4 * count), kEmptySlot);
+        } else {
+            reserve(entries_.size() + count);
+        }
         for (std::size_t i = 0; i < count; ++i) {
             set(std::move(keys[i]), std::move(values[i]));
         }
