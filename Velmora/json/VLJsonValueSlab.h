@@ -2,13 +2,14 @@
 // VLJsonValueSlab: where the adapter makes the shared blocks of the Values it builds
 // (decimals, strings, the arrays and dictionaries themselves). A document of a million
 // numbers would otherwise be a million small heap blocks made and freed one by one; here
-// they are cut in turn from large chunks, and a chunk goes back to the heap when the last
+// they are cut in turn from large chunks, and a chunk goes back to the heap once the last
 // block cut from it is released.
 //
 // Each block is still its own shared object with its own count, so Values behave exactly
 // as made any other way, and may be released on any thread. The cost is memory: a chunk
 // lives while any block in it does, so one string kept from a large document keeps its
-// chunk (kChunkSize bytes) alive.
+// chunk (kChunkSize bytes) alive; and a thread that releases blocks keeps the last chunk it
+// released them from until it releases a block of another chunk or ends.
 //
 // Thread safety: the slab belongs to one thread (its adapter's); the blocks it made may be
 // released anywhere.
@@ -44,7 +45,7 @@ class VLJsonValueSlab {
         T* allocate(std::size_t count) {
             return static_cast<T*>(chunk_->take(count * sizeof(T), alignof(T)));
         }
-        void deallocate(T*, std::size_t) noexcept { chunk_->release(); }
+        void deallocate(T*, std::size_t) noexcept { releaseBlock(chunk_); }
 
         template <class U>
         bool operator==(const Allocator<U>& other) const noexcept {
@@ -107,6 +108,13 @@ class VLJsonValueSlab {
             }
         }
     };
+
+    struct PendingReleases;
+    // Counts a released block towards its chunk's release. Taking each from the chunk's
+    // references, which every thread shares, would be an atomic operation per block; instead
+    // each thread counts the blocks it releases from one chunk and hands the chunk the count
+    // when it releases a block of another chunk, or when it ends.
+    static void releaseBlock(Chunk* chunk) noexcept;
 
     void renew() {
         auto* fresh = new Chunk;
