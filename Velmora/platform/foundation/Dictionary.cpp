@@ -158,7 +158,7 @@ void Dictionary::set(Value key, Value value) {
 void Dictionary::setAll(std::span<Value> keys, std::span<Value> values) {
     const std::size_t count = keys.size();
     std::array<std::uint16_t, kIndexThreshold> tags;
-    bool inOnePass = entries_.empty() && count <= kIndexThreshold;
+    bool inOnePass = entries_.empty() && slots_.empty() && count <= kIndexThreshold;
     for (std::size_t i = 0; inOnePass && i < count; ++i) {
         tags[i] = smallTag(keys[i]);
         // A repeated tag may be a repeated key, and a nil key or value is no plain append:
@@ -177,6 +177,9 @@ void Dictionary::setAll(std::span<Value> keys, std::span<Value> values) {
         }
         for (std::size_t i = 0; i < count; ++i) {
             set(std::move(keys[i]), std::move(values[i]));
+        }
+        if (!slots_.empty() && entries_.size() <= kIndexThreshold) {
+            rebuildIndex();  // nil values left it small: back to the list form
         }
         return;
     }

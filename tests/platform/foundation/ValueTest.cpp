@@ -159,7 +159,11 @@ TEST(ValueTest, DictionaryLookupsAcrossTheSmallAndHashedForms) {
             keys.push_back(key(0));
             values.emplace_back();
         }
+        // Twenty nil values leave nothing behind, and the pairs that follow still land.
+        std::vector<Value> gone(20, Value("gone"));
+        std::vector<Value> nils(20);
         Dictionary all;
+        all.setAll(gone, nils);
         all.setAll(keys, values);
         ASSERT_EQ(all.size(), size > 1 ? d.size() - 1 : d.size()) << size;
         for (int i = 0; i < size; ++i) {
