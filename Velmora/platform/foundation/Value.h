@@ -244,7 +244,8 @@ class Value {
     }
 
     // Bool, Int, UInt, Double and Date keep their value's bits here. The second word keeps
-    // every byte of the union defined, so a scalar is copied whole without a look at its kind.
+    // all sixteen bytes of the union defined whatever the kind, so that copying a scalar
+    // reads nothing uninitialised.
     struct Scalar {
         std::uint64_t bits = 0;
         std::uint64_t unused = 0;
