@@ -15,6 +15,8 @@
 //       values.push_back(number.value());   // or inspect number.text()
 //   }
 
+#include <cstddef>
+#include <cstdint>
 #include <string_view>
 
 #include "Velmora/platform/foundation/Value.h"
@@ -33,9 +35,27 @@ class VLJsonNumber {
     bool isReal() const { return isReal_; }
     // Whether value() is a Decimal: the number is too long for the short conversions.
     bool isDecimal() const { return text_.size() > (isReal_ ? kMaxShortReal : kMaxShortInteger); }
-    Value value() const;
+    // Inline, so that a caller storing the value builds it in place.
+    Value value() const {
+        if (isDecimal()) {
+            return Value::decimal(text_);
+        }
+        return isReal_ ? Value(shortReal()) : Value(shortInteger());
+    }
 
   private:
+    // The value of a short integer token, as strtol would give it: the tokeniser has
+    // already refused leading zeros, so base 0 never sees an octal or hex prefix.
+    std::int64_t shortInteger() const {
+        const bool negative = text_.front() == '-';
+        std::int64_t value = 0;
+        for (std::size_t i = negative ? 1 : 0; i < text_.size(); ++i) {
+            value = value * 10 + (text_[i] - '0');
+        }
+        return negative ? -value : value;
+    }
+    double shortReal() const;
+
     std::string_view text_;
     bool isReal_;
 };
