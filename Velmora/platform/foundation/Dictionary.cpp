@@ -138,7 +138,7 @@ void Dictionary::set(Value key, Value value) {
                 entries_.reserve(kInitialCapacity);
             }
             tags_[entries_.size()] = tag;
-            entries_.emplace_back(std::move(key), std::move(value));
+            entries_.push_back({std::move(key), std::move(value)});
             return;
         }
         append(std::move(key), std::move(value), tag);
@@ -150,7 +150,7 @@ void Dictionary::set(Value key, Value value) {
         entries_[position].value = std::move(value);
         return;
     }
-    entries_.emplace_back(std::move(key), std::move(value));
+    entries_.push_back({std::move(key), std::move(value)});
     hashes_.push_back(hash);
     indexInsert(entries_.size() - 1);
 }
@@ -197,7 +197,7 @@ void Dictionary::appendUnique(Value key, Value value) {
         return;
     }
     hashes_.push_back(key.hash());
-    entries_.emplace_back(std::move(key), std::move(value));
+    entries_.push_back({std::move(key), std::move(value)});
     indexInsert(entries_.size() - 1);
 }
 
@@ -210,7 +210,7 @@ void Dictionary::append(Value key, Value value, std::uint16_t tag) {
     if (entries_.size() < kIndexThreshold) {
         tags_[entries_.size()] = tag;
     }
-    entries_.emplace_back(std::move(key), std::move(value));
+    entries_.push_back({std::move(key), std::move(value)});
     if (entries_.size() > kIndexThreshold) {
         rebuildIndex();
     }
