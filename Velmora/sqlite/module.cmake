@@ -35,7 +35,11 @@ target_compile_definitions(velmora_sqlite_unicode PRIVATE VELMORA_SQLITE_LOADABL
 target_include_directories(velmora_sqlite_unicode PRIVATE
     "${PROJECT_SOURCE_DIR}" "${VELMORA_UNICODE_TABLES_DIR}" ${SQLITE3_INCLUDE_DIRS})
 target_link_libraries(velmora_sqlite_unicode PRIVATE velmora_build_options)
-target_link_options(velmora_sqlite_unicode PRIVATE -Wl,--no-undefined)
+if(NOT VELMORA_SANITIZE)
+    # As for the libraries (cmake/VelmoraHelpers.cmake): clang leaves a sanitizer's runtime
+    # out of shared objects, so a sanitized module keeps its symbols undefined.
+    target_link_options(velmora_sqlite_unicode PRIVATE -Wl,--no-undefined)
+endif()
 
 if(VELMORA_BUILD_TESTS)
     # Testing is switched on at the top only after the library folders; this folder

@@ -135,10 +135,12 @@ int runListen(const IacOptions& options) {
     URLSchemeListener::registerWithDesktop(options.scheme, {self.string(), "iac", "deliver"});
     int received = 0;
     bool outputFailed = false;
-    for (const auto& [name, answer] : answers) {
+    for (const auto& entry : answers) {
+        // Copied by name: clang 14 cannot capture structured bindings.
         IACManager::sharedManager().handleAction(
-            name, [&, name, answer](const Dictionary& input, IACManager::ActionSuccess onSuccess,
-                                    IACManager::ActionFailure onFailure) {
+            entry.first, [&, name = entry.first, answer = entry.second](
+                             const Dictionary& input, IACManager::ActionSuccess onSuccess,
+                             IACManager::ActionFailure onFailure) {
                 ++received;
                 outputFailed |=
                     !printLine(fmt::format("{} {}", name, jsonText(input).value_or("{}")));

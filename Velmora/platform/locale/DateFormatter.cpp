@@ -94,7 +94,9 @@ class AbuttingNumberReader final : public icu::NumberFormat {
     }
     bool operator==(const icu::Format& other) const override {
         const auto* same = dynamic_cast<const AbuttingNumberReader*>(&other);
-        return same != nullptr && *reader_ == *same->reader_;
+        // Called by name: C++20 also tries the reversed operands, and clang calls ICU's
+        // member operator with them ambiguous.
+        return same != nullptr && reader_->operator==(*same->reader_);
     }
     icu::UnicodeString& format(double number, icu::UnicodeString& appendTo,
                                icu::FieldPosition& pos) const override {
